@@ -78,7 +78,7 @@ void decode_one_bit_vectors(Word16* coef_index, const Word16* position, int vect
                             Word16* norm_coefs) {
   const int width = vectors * VECTOR_SIZE;
   for (int j = 0; j < width; j += VECTOR_SIZE) {
-    read_soft_bit_array(position + j, VECTOR_SIZE, 1, coef_index + j);
+    coef_index[j] = static_cast<Word16>(read_soft_block(position + j));
   }
   dequantize_one_bit_band(coef_index, width, norm_coefs);
 }

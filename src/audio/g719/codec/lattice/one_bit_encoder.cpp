@@ -4,9 +4,9 @@
 #include <array>
 #include <utility>
 
+#include "../operators/lanes.h"
 #include "../operators/quiet_operators.h"
 #include "codebook.h"
-#include "lanes.h"
 
 namespace g719 {
 
