@@ -4,6 +4,7 @@
 #pragma once
 
 #include "g719.h"
+#include "transform/fft120.h"
 
 namespace literal {
 
@@ -15,7 +16,7 @@ void window_and_fold(const Word16* x, Word32* y, Word32* analysis_memory);
 void forward_transform(const Word32* y, Word32* X, Word16 transient_flag);
 void inverse_transform(const Word32* X, Word32* o, Word16 transient_flag);
 void synthesize_frame(const Word32* o, Word16* pcm, Word32* synthesis_memory);
-void fft120(Word32* v);  // 120 interleaved complex values
+void fft120(g719::Complex* v);
 void dct4_240(const Word32* x, Word32* X);
 void dct4_960(const Word32* x, Word32* X);
 
