@@ -62,8 +62,10 @@ const T* argument(const Array<T>& array) {
   return array.cells.data() + GUARDS;
 }
 
-// First cell that differs, or -1. Guards must also be intact.
-int difference(Word16, Word16) { return -1; }  // scalars go in by value
+// First cell that differs, counted from the array's start. Guards must also be intact.
+constexpr int NO_CELL = std::numeric_limits<int>::min();
+
+int difference(Word16, Word16) { return NO_CELL; }  // scalars go in by value
 template <typename T>
 int difference(const Array<T>& a, const Array<T>& b, bool guards_only = false) {
   const int size = static_cast<int>(a.cells.size());
@@ -74,7 +76,7 @@ int difference(const Array<T>& a, const Array<T>& b, bool guards_only = false) {
     if (inside && guards_only) continue;
     if (std::memcmp(&a.cells[i], &expected, sizeof(T)) != 0) return i - GUARDS;
   }
-  return -1;
+  return NO_CELL;
 }
 template <typename T>
 int difference(const Scratch<T>& a, const Scratch<T>& b) {
@@ -100,7 +102,7 @@ void expect_same(const char* name, Kernel kernel, Twin twin, Arguments&&... argu
         int position = 0;
         const auto compare = [&](const auto& a, const auto& b) {
           const int cell = difference(a, b);
-          EXPECT_EQ(cell, -1) << name << ": first difference in argument " << position;
+          EXPECT_EQ(cell, NO_CELL) << name << ": first difference in argument " << position;
           position++;
         };
         (compare(copy, arguments), ...);
@@ -200,19 +202,41 @@ std::vector<Word32> block(Shape shape, bool scaled, Word16 headroom, Random& ran
   return v;
 }
 
+void set_energy(g719_encoder_state* state, std::int64_t energy) {
+  state->energy_memory_high = static_cast<Word32>(energy >> 31);
+  state->energy_memory_low = static_cast<Word32>(energy & MAX_32);
+}
+
+// The lowest running energy at which the frame counts as stationary.
+std::int64_t detection_threshold(const Array<Word16>& samples, const g719_encoder_state& state) {
+  std::int64_t low = 0;
+  std::int64_t high = std::int64_t{1} << 48;
+  while (low < high) {
+    const std::int64_t middle = (low + high) / 2;
+    g719_encoder_state probe = state;
+    probe.transient_hangover = 0;
+    set_energy(&probe, middle);
+    if (literal::detect_transient(argument(samples), &probe) != 0) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return low;
+}
+
 TEST(Kernels, TransientDetector) {
   Array<g719_encoder_state> state({g719_encoder_state{}});
-  for_rounds(4000, [&](Shape shape, Random& random) {
-    // Now and then a fresh state; else that of the frames before.
-    if (random() % 16 == 0) {
-      g719_encoder_state& s = *state.data();
-      s.transient_hangover = pick<Word16>(random, 0, 1);
-      s.filter_input_memory = values<Word16>(MIXED, 1, random)[0];
-      s.filter_output_memory = values<Word16>(MIXED, 1, random)[0];
-      s.energy_memory_high = values<Word32>(MIXED, 1, random, 0)[0] >> 16;
-      s.energy_memory_low = values<Word32>(MIXED, 1, random, 0)[0];
+  for_rounds(2000, [&](Shape shape, Random& random) {
+    const auto samples = array<Word16>(shape, FRAME_SAMPLES, random);
+    EXPECT_SAME(detect_transient, samples, state);
+    const std::int64_t threshold = detection_threshold(samples, *state.data());
+    for (std::int64_t energy :
+         {threshold - 1, threshold, pick<std::int64_t>(random, 0, threshold)}) {
+      auto near = state;
+      set_energy(near.data(), std::max<std::int64_t>(energy, 0));
+      EXPECT_SAME(detect_transient, samples, near);
     }
-    EXPECT_SAME(detect_transient, array<Word16>(shape, FRAME_SAMPLES, random), state);
   });
 }
 
