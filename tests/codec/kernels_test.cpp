@@ -295,8 +295,26 @@ TEST(Kernels, BandNorms) {
     const auto group = pick<Word16>(random, 0, 3);
     const Word16 width = BAND_GROUPS[group].width;
     const Word16 limit = random() % 4 == 0 ? 32 : 40;
-    EXPECT_SAME(compute_band_norm, array<Word32>(shape, width, random), output<Word16>(1), limit,
-                width, group);
+    auto coefs = array<Word32>(shape, width, random);
+    EXPECT_SAME(compute_band_norm, coefs, output<Word16>(1), limit, width, group);
+
+    // And where the index changes as the first coefficient grows.
+    const auto norm = [&](Word32 first) {
+      Word16 index = 0;
+      coefs.data()[0] = first;
+      literal::compute_band_norm(coefs.data(), &index, limit, width, group);
+      return index;
+    };
+    Word32 low = 0;
+    Word32 high = pick<Word32>(random, 0, MAX_32);
+    while (high - low > 1) {
+      const Word32 middle = low + (high - low) / 2;
+      (norm(middle) == norm(low) ? low : high) = middle;
+    }
+    for (Word32 first : {low, high}) {
+      coefs.data()[0] = first;
+      EXPECT_SAME(compute_band_norm, coefs, output<Word16>(1), limit, width, group);
+    }
   });
 }
 
