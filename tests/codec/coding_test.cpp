@@ -114,7 +114,8 @@ TEST(NormCoding, DifferencesAreLimitedByRaisingTheQuieterBand) {
   expected[10] = 26;
   EXPECT_EQ(limited(growth), expected);
 
-  Words fall(NUM_BANDS, 3);  // two falls in a row: the second one lowers what comes before the first
+  Words fall(NUM_BANDS,
+             3);  // two falls in a row: the second one lowers what comes before the first
   fall[7] = 39;
   fall[8] = 20;
   expected = fall;
@@ -271,10 +272,10 @@ TEST(CoefCoding, FieldsReadBackInBothCodings) {
     const Word16* first = index.data() + group.first_coef;
     const Word16 written = write_coef_fields(first, band_bits.data(), stream.data(), huffman,
                                              group.first_band, group.end_band, group.width);
-    ASSERT_EQ(written, huffman == 0 ? fixed
-                                    : count_coef_huffman_bits(first, band_bits.data(),
-                                                              group.first_band, group.end_band,
-                                                              group.width));
+    ASSERT_EQ(written, huffman == 0
+                           ? fixed
+                           : count_coef_huffman_bits(first, band_bits.data(), group.first_band,
+                                                     group.end_band, group.width));
     ASSERT_EQ(stream[written], 0) << "wrote past its end";
     ASSERT_EQ(read_coef_fields(band_bits.data(), stream.data(), huffman, group.first_coef,
                                group.first_band, group.end_band, group.width, read.data()),
@@ -426,11 +427,11 @@ TEST(Noise, LevelIsEstimatedBelowTheHighestCodedBand) {
   };
   EXPECT_EQ(level(128, {3}), -1);  // 8 significant bits
   EXPECT_EQ(level(256, {3}), -2);
-  EXPECT_EQ(level(256, {}), 3);       // none empty
-  EXPECT_EQ(level(256, {}, 20), 3);   // those above do not count
+  EXPECT_EQ(level(256, {}), 3);      // none empty
+  EXPECT_EQ(level(256, {}, 20), 3);  // those above do not count
   EXPECT_EQ(level(0, {3}), 3);
-  EXPECT_EQ(level(63, {3, 20}), 2);   // the mean of 6 bits rounds down to 5
-  EXPECT_EQ(level(-128, {3}, 20), 0); // 7 bits
+  EXPECT_EQ(level(63, {3, 20}), 2);    // the mean of 6 bits rounds down to 5
+  EXPECT_EQ(level(-128, {3}, 20), 0);  // 7 bits
 }
 
 // Coefficient i is coded as i + 1; returns what the spectrum's coefficients are made from.
@@ -464,7 +465,8 @@ TEST(Noise, UncodedBandsRepeatTheCodedOnes) {
     expected[i] = transient[i];
   }
   EXPECT_EQ(filled(band_bits, 1, 0), transient);
-  // Above the highest coded band: 255 to 128, 128 to 255, then down from the copy at 256, and so on.
+  // Above the highest coded band: 255 to 128, 128 to 255, then down from the copy at 256, and so
+  // on.
   for (int top = 255, to = 256; to < NUM_CODED_COEFS; top = 256) {
     for (int i = top; i >= 128 && to < NUM_CODED_COEFS; --i) expected[to++] = expected[i];
     for (int i = 128; i < 256 && to < NUM_CODED_COEFS; ++i) expected[to++] = expected[i];

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <random>
@@ -15,8 +16,8 @@ using Samples = std::vector<std::int16_t>;
 inline constexpr std::size_t FRAME = 960;
 
 enum class Signal { SPEECH, MUSIC, SILENCE, NOISE, CLICKS, FULL_SCALE, TINY, COMB };
-inline constexpr std::array SIGNALS = {Signal::SPEECH, Signal::MUSIC,      Signal::SILENCE,
-                                       Signal::NOISE,  Signal::CLICKS,     Signal::FULL_SCALE,
+inline constexpr std::array SIGNALS = {Signal::SPEECH, Signal::MUSIC,  Signal::SILENCE,
+                                       Signal::NOISE,  Signal::CLICKS, Signal::FULL_SCALE,
                                        Signal::TINY,   Signal::COMB};
 
 class Random {
@@ -99,8 +100,8 @@ inline Samples make_signal(Signal signal, std::size_t frames, unsigned seed = 1)
         sample = click_sample(n, random);
         break;
       case Signal::FULL_SCALE:  // runs of one extreme
-        sample = n == 0 || random(0, 9) == 0 ? (random(0, 1) == 0 ? -32768 : 32767)
-                                             : samples[n - 1];
+        sample =
+            n == 0 || random(0, 9) == 0 ? (random(0, 1) == 0 ? -32768 : 32767) : samples[n - 1];
         break;
       case Signal::TINY:
         sample = random(-1, 1);
@@ -112,6 +113,17 @@ inline Samples make_signal(Signal signal, std::size_t frames, unsigned seed = 1)
     samples[n] = static_cast<std::int16_t>(std::clamp(sample, -32768, 32767));
   }
   return samples;
+}
+
+// Signal to noise in dB of a decoded stream, which lags its input by one frame.
+inline double snr_db(const Samples& input, const Samples& decoded) {
+  double signal = 0;
+  double noise = 0;
+  for (std::size_t n = FRAME; n < decoded.size(); ++n) {
+    signal += std::pow(input[n - FRAME], 2);
+    noise += std::pow(input[n - FRAME] - decoded[n], 2);
+  }
+  return 10 * std::log10(signal / noise);
 }
 
 }  // namespace codec_test
