@@ -14,6 +14,7 @@
 #include "transform/fft120.h"
 #include "transform/forward_transform.h"
 #include "transform/inverse_transform.h"
+#include "transform/sums.h"
 #include "transform/synthesis.h"
 
 namespace {
@@ -52,23 +53,36 @@ double rms_difference(const auto& a, const auto& b) {
   return rms(difference);
 }
 
-TEST(Transform, Fft120IsAQuarterOfTheFourierSum) {
-  for (const Block& input : test_inputs(240, 1 << 22)) {
-    std::vector<Complex> v(120);
-    for (int n = 0; n < 120; ++n) v[n] = {input[2 * n], input[2 * n + 1]};
-    fft120(v.data());
-    Block actual;
-    std::vector<double> expected;
+// Transform r of the four that run side by side gets `input`, interleaved re and im, the others it
+// rotated.
+template <typename Sums>
+void expect_fft120(const Block& input) {
+  Block re(480), im(480);
+  const auto at = [&](int n, int r) { return 2 * ((n + 7 * r) % 120); };
+  for (int i = 0; i < 480; ++i) {
+    re[i] = input[at(i / 4, i % 4)];
+    im[i] = input[at(i / 4, i % 4) + 1];
+  }
+  fft120<Sums>(re.data(), im.data());
+  for (int r = 0; r < 4; ++r) {
+    std::vector<double> actual, expected;
     for (int k = 0; k < 120; ++k) {
       std::complex<double> sum = 0;
       for (int n = 0; n < 120; ++n) {
-        sum += std::complex<double>(input[2 * n], input[2 * n + 1]) *
+        sum += std::complex<double>(input[at(n, r)], input[at(n, r) + 1]) *
                std::polar(0.25, -2 * pi * (n * k % 120) / 120);
       }
-      actual.insert(actual.end(), {v[k].re, v[k].im});
+      actual.insert(actual.end(), {1.0 * re[4 * k + r], 1.0 * im[4 * k + r]});
       expected.insert(expected.end(), {sum.real(), sum.imag()});
     }
     EXPECT_LT(rms_difference(actual, expected), 2e-4 * rms(expected));
+  }
+}
+
+TEST(Transform, Fft120IsAQuarterOfTheFourierSum) {
+  for (const Block& input : test_inputs(240, 1 << 22)) {
+    expect_fft120<PlainSums>(input);
+    expect_fft120<SaturatingSums>(input);
   }
 }
 
@@ -95,16 +109,19 @@ void expect_dct4(int size, const std::function<Block(Block)>& dct4) {
 }
 
 TEST(Transform, Dct4IsItsCosineSumAndItsOwnInverse) {
-  expect_dct4(240, [](const Block& x) {
-    Block X(240);
-    dct4_240(x.data(), X.data());
-    return X;
-  });
-  expect_dct4(960, [](Block x) {
+  expect_dct4(960, [](const Block& x) {
     Block X(960);
     dct4_960(x.data(), X.data());
     return X;
   });
+  for (int run = 0; run < 4; ++run) {
+    expect_dct4(240, [run](const Block& x) {
+      Block all = random_block(960, 1 << 22, 3), X(960);
+      std::copy(x.begin(), x.end(), all.begin() + 240 * run);
+      dct4_240(all.data(), X.data());
+      return Block(X.begin() + 240 * run, X.begin() + 240 * (run + 1));
+    });
+  }
 }
 
 // Analysis and synthesis without quantisation.
