@@ -1,6 +1,8 @@
 #include "bit_allocation.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 
 #include "../operators/quiet_operators.h"
 #include "bit_allocation_tables.h"
@@ -62,51 +64,84 @@ void squeeze(Word16* region) {
   for (int r = 0; r < NUM_REGIONS; ++r) region[r] = shl(sub(region[r], low), shift);
 }
 
+// The ranks of each weight. Weights are norm levels of -5 to 34, raised by 0 to 3 and lowered by 2
+// for every bit but the last of MAX_BAND_BITS.
+struct RanksByWeight {
+  static constexpr int LOWEST = -24;
+  std::uint64_t ranks[64] = {};  // bit r of word w: rank r has weight w + LOWEST
+  std::uint64_t present = 0;     // bit w: some rank has
+};
+
+void insert(RanksByWeight* index, int rank, int weight) {
+  const int w = weight - RanksByWeight::LOWEST;
+  index->ranks[w] |= std::uint64_t{1} << rank;
+  index->present |= std::uint64_t{1} << w;
+}
+
+void remove(RanksByWeight* index, int rank, int weight) {
+  const int w = weight - RanksByWeight::LOWEST;
+  index->ranks[w] &= ~(std::uint64_t{1} << rank);
+  if (index->ranks[w] == 0) index->present &= ~(std::uint64_t{1} << w);
+}
+
+// The first rank that holds the largest weight. There is one.
+int heaviest(const RanksByWeight& index) {
+  return std::countr_zero(index.ranks[63 - std::countl_zero(index.present)]);
+}
+
 struct Allocation {
   Word16* weights;      // by rank
   const Word16* order;  // band at each rank
   Word16* bits;         // by band
-  Word16 count;
-  Word16 remaining;
+  int count;
+  int remaining;
 };
 
 constexpr Word16 EXHAUSTED = MIN_16;  // weight of a rank that takes no more
 
-// The first of ranks 0 to last that holds the largest weight.
-Word16 heaviest(const Word16* weights, Word16 last) {
-  return static_cast<Word16>(std::max_element(weights, weights + last + 1) - weights);
-}
-
-// Gives the band at `rank` one more bit a coefficient, or exhausts it.
-void give_bit(Allocation* a, Word16 rank, Word16 max_bits) {
+// Gives the band at `rank` one more bit a coefficient; false when it cannot have it.
+bool give_bit(Allocation* a, int rank, int max_bits) {
   const Word16 band = a->order[rank];
-  if (a->remaining < band_width[band] || a->bits[band] >= max_bits) {
-    a->weights[rank] = EXHAUSTED;
-    return;
-  }
-  a->weights[rank] = sub(a->weights[rank], 2);
-  a->bits[band] = add(a->bits[band], 1);
-  if (a->bits[band] >= max_bits) a->weights[rank] = EXHAUSTED;
-  a->remaining = sub(a->remaining, band_width[band]);
+  if (a->remaining < band_width[band] || a->bits[band] >= max_bits) return false;
+  ++a->bits[band];
+  a->weights[rank] =
+      a->bits[band] < max_bits ? static_cast<Word16>(a->weights[rank] - 2) : EXHAUSTED;
+  a->remaining -= band_width[band];
+  return true;
 }
 
-// Ranks beyond `last` are not looked at until the band at `last` has had its first bit: their
-// weights cannot be larger. Once every band has had one, the search starts again from the top.
-void allocate_greedily(Allocation* a, Word16 max_bits) {
-  Word16 last = 1;
-  Word16 before = a->remaining;
-  while (true) {
-    const Word16 rank = heaviest(a->weights, last);
-    if (rank == last) last = add(last, 1);
-    give_bit(a, rank, max_bits);
-    if (a->remaining < 8 || a->remaining == before) return;
-    before = a->remaining;
-    if (rank > a->count - 2) {
-      const auto* open = std::find_if(a->weights, a->weights + a->count,
-                                      [](Word16 weight) { return weight > EXHAUSTED; });
-      if (open != a->weights + a->count) last = static_cast<Word16>(open - a->weights + 1);
+// Ranks 0 to last that can take more.
+RanksByWeight open_ranks(const Allocation& a, int last) {
+  RanksByWeight index;
+  for (int rank = 0; rank <= last; ++rank) {
+    if (a.weights[rank] > EXHAUSTED) insert(&index, rank, a.weights[rank]);
+  }
+  return index;
+}
+
+// Ranks beyond `last` are not looked at until the band at `last` has had a bit: their weights
+// cannot be larger. Once the last of all has had one, the search starts again from the top. The
+// first band that cannot have its bit ends it. No rank past the coded bands is ever read.
+void allocate_greedily(Allocation* a, int max_bits) {
+  int last = 1;
+  RanksByWeight open = open_ranks(*a, last);
+  while (open.present != 0 && a->remaining >= 8) {
+    const int rank = heaviest(open);
+    const Word16 weight = a->weights[rank];
+    if (!give_bit(a, rank, max_bits)) return;
+    if (rank == a->count - 1) {
+      const auto* first_open =
+          std::find_if(a->weights, a->weights + a->count, [](Word16 w) { return w > EXHAUSTED; });
+      last = std::min(static_cast<int>(first_open - a->weights) + 1, a->count - 1);
+      open = open_ranks(*a, last);
+      continue;
     }
-    last = std::min(last, sub(a->count, 1));  // no rank past the coded bands is ever read
+    remove(&open, rank, weight);
+    if (a->weights[rank] > EXHAUSTED) insert(&open, rank, a->weights[rank]);
+    if (rank == last) {
+      ++last;
+      if (a->weights[last] > EXHAUSTED) insert(&open, last, a->weights[last]);
+    }
   }
 }
 
@@ -115,8 +150,8 @@ void top_up(Allocation* a, const BandGroup& group, Word16 from) {
   for (int rank = 0; rank < a->count && a->remaining >= group.width; ++rank) {
     const Word16 band = a->order[rank];
     if (band < group.first_band || band >= group.end_band || a->bits[band] != from) continue;
-    a->bits[band] = add(from, 1);
-    a->remaining = sub(a->remaining, group.width);
+    ++a->bits[band];
+    a->remaining -= group.width;
   }
 }
 
@@ -144,9 +179,17 @@ void compute_band_weights(const Word16* levels, Word16* weights, Word16 transien
   for (int b = 0; b < NUM_BANDS; ++b) weights[b] = add(raised[b], levels[b]);
 }
 
+// Instead of searching for the largest weight in every step, keeps the ranks of each weight at
+// hand.
 void sort_bands_by_weight(Word16* weights, Word16 count, Word16* order) {
+  RanksByWeight unsorted;
+  for (int i = 0; i < count; ++i) insert(&unsorted, i, weights[i]);
   for (int i = 0; i < count - 1; ++i) {
-    const auto best = std::max_element(weights + i, weights + count) - weights;
+    const int best = heaviest(unsorted);
+    remove(&unsorted, best, weights[best]);
+    if (best == i) continue;
+    remove(&unsorted, i, weights[i]);
+    insert(&unsorted, best, weights[i]);
     std::swap(weights[i], weights[best]);
     std::swap(order[i], order[best]);
   }
@@ -155,7 +198,7 @@ void sort_bands_by_weight(Word16* weights, Word16 count, Word16* order) {
 void allocate_bits(Word16* weights, const Word16* order, Word16 budget, Word16 count,
                    Word16 max_bits, Word16* bits) {
   Allocation allocation = {weights, order, bits, count, budget};
-  if (budget >= 8) allocate_greedily(&allocation, max_bits);
+  allocate_greedily(&allocation, max_bits);
   top_up(&allocation, BAND_GROUPS[1], 0);
   top_up(&allocation, BAND_GROUPS[1], 1);
   top_up(&allocation, BAND_GROUPS[0], 0);

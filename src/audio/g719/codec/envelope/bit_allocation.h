@@ -11,7 +11,8 @@ namespace g719 {
 void compute_band_weights(const Word16* levels, Word16* weights, Word16 transient);
 
 // Sorts the first `count` weights in descending order and applies the same exchanges to `order`.
-// This is a selection sort: bands of equal weight end where its exchanges put them.
+// This is a selection sort: bands of equal weight end where its exchanges put them. Weights are
+// those that compute_band_weights gives, -5 to 37.
 void sort_bands_by_weight(Word16* weights, Word16 count, Word16* order);
 
 // Gives away `budget` bits, one bit a coefficient of one band at a time, at most `max_bits` to a

@@ -2,17 +2,12 @@
 
 #include <algorithm>
 
+#include "../frame/soft_bits.h"
 #include "../operators/quiet_operators.h"
 
 namespace g719 {
 
 using namespace quiet;
-
-const std::array<Word16, 32> norm_delta_code = {26, 58, 90, 122, 27, 59,  91, 123, 12, 28, 44,
-                                                60, 2,  6,  4,   6,  0,   2,  10,  14, 14, 30,
-                                                46, 62, 30, 62,  94, 126, 31, 63,  95, 127};
-const std::array<Word16, 32> norm_delta_code_len = {7, 7, 7, 7, 7, 7, 7, 7, 6, 6, 6, 6, 4, 4, 3, 3,
-                                                    3, 3, 4, 4, 6, 6, 6, 6, 7, 7, 7, 7, 7, 7, 7, 7};
 
 namespace {
 
@@ -24,22 +19,16 @@ constexpr std::array<Word16, NUM_BANDS> TRANSIENT_NORM_ORDER = {
     4,  5,  12, 13, 18, 22, 26, 30, 34, 38, 42,  //
     43, 39, 35, 31, 27, 23, 19, 15, 14, 7,  6};
 
-Word16 bit_at(const Word16* stream) { return *stream == SOFT_BIT_ONE; }
-
-// One code word; *length receives its bits.
-Word16 decode_delta(const Word16* stream, Word16* length) {
-  const int b0 = bit_at(stream);
-  const int b1 = bit_at(stream + 1);
-  const auto word = [length](int bits, int value) {
-    *length = static_cast<Word16>(bits);
-    return static_cast<Word16>(value);
-  };
-  if (bit_at(stream + 2) == 0) return word(3, 16 - 2 * b0 + b1);
-  if (bit_at(stream + 3) == 0) return word(4, 12 + 6 * b0 + b1);
-  const int b4 = bit_at(stream + 4);
-  if (bit_at(stream + 5) == 0) return word(6, 8 + 2 * b0 + b1 + 12 * b4);
-  return word(7, 2 * b0 + b1 + 4 * bit_at(stream + 6) + 24 * b4);
-}
+// The difference that any 8 bits begin with.
+constexpr auto DECODED_DELTA = [] {
+  std::array<std::uint8_t, 256> table{};
+  for (int delta = 0; delta < 32; ++delta) {
+    const int spare = SOFT_BLOCK - norm_delta_code_len[delta];
+    const int first = norm_delta_code[delta] << spare;
+    for (int i = first; i < first + (1 << spare); ++i) table[i] = static_cast<std::uint8_t>(delta);
+  }
+  return table;
+}();
 
 }  // namespace
 
@@ -77,9 +66,8 @@ Word16 norm_huffman_bits(const Word16* deltas) {
 
 void decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas) {
   for (int i = 0; i < count - 1; ++i) {
-    Word16 length = 0;
-    deltas[i] = decode_delta(stream, &length);
-    stream += length;
+    deltas[i] = DECODED_DELTA[read_soft_block(stream)];
+    stream += norm_delta_code_len[deltas[i]];
   }
 }
 

@@ -15,8 +15,11 @@ inline constexpr Word16 MIN_NORM_DELTA = -15;
 inline constexpr Word16 MAX_NORM_DELTA = 16;
 
 // Huffman code of a coded difference: word, most significant bit first, and its length.
-extern const std::array<Word16, 32> norm_delta_code;
-extern const std::array<Word16, 32> norm_delta_code_len;
+inline constexpr std::array<Word16, 32> norm_delta_code = {
+    26, 58, 90, 122, 27, 59, 91, 123, 12, 28, 44, 60,  2,  6,  4,  6,
+    0,  2,  10, 14,  14, 30, 46, 62,  30, 62, 94, 126, 31, 63, 95, 127};
+inline constexpr std::array<Word16, 32> norm_delta_code_len = {
+    7, 7, 7, 7, 7, 7, 7, 7, 6, 6, 6, 6, 4, 4, 3, 3, 3, 3, 4, 4, 6, 6, 6, 6, 7, 7, 7, 7, 7, 7, 7, 7};
 
 // Lowers norms (raises the bands) where a difference would leave -15 to 16, then gives the coded
 // differences of entries 1 to count - 1 and the levels of these entries. levels[0] is not set.
@@ -32,7 +35,7 @@ void restore_transient_norms(const Word16* ordered_norms, Word16* norms, Word16*
 // Bits of the 43 coded differences in Huffman code.
 Word16 norm_huffman_bits(const Word16* deltas);
 
-// Reads count - 1 Huffman code words. Any bits decode.
+// Reads count - 1 Huffman code words. Any bits decode. Up to 8 soft bits behind are looked at.
 void decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas);
 
 // Norms of a chain that begins with first_norm (0 to 31). Each is clamped to 0 to 39 before the

@@ -64,8 +64,8 @@ void code_norms(CodedNorms* norms, Word16 transient_flag) {
   norms->bits = std::min(huffman_bits, FIXED_NORM_BITS);
 }
 
-void write_field(Word16*& position, Word16 value, Word16 width) {
-  write_soft_bits(value, width, position);
+void write_field(Word16*& position, int value, int width) {
+  write_soft_block(value, width, position);
   position += width;
 }
 

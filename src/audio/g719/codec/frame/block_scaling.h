@@ -14,12 +14,22 @@ inline Word16 headroom(const Word32* values, int count) {
   return quiet::norm_l(largest);
 }
 
+// Up by at most the headroom of the values; a negative shift goes down.
 inline void shift_left(Word32* values, int count, Word16 shift) {
-  for (int i = 0; i < count; ++i) values[i] = quiet::L_shl(values[i], shift);
+  const int up = std::max<int>(shift, 0);
+  const int down = std::max<int>(-shift, 0);
+  for (int i = 0; i < count; ++i) {
+    values[i] = quiet::wrapped(quiet::bits_of(values[i]) << up) >> down;
+  }
 }
 
+// Down, or with a negative shift up, which saturates.
 inline void shift_right(Word32* values, int count, Word16 shift) {
-  for (int i = 0; i < count; ++i) values[i] = quiet::L_shr(values[i], shift);
+  if (shift < 0) {
+    for (int i = 0; i < count; ++i) values[i] = quiet::L_shr(values[i], shift);
+  } else {
+    for (int i = 0; i < count; ++i) values[i] >>= shift;
+  }
 }
 
 }  // namespace g719

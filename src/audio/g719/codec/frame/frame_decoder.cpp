@@ -19,11 +19,14 @@ using namespace quiet;
 namespace {
 
 // A damaged frame can ask for more bits than it has: Huffman words are up to 5/3 times as long as
-// the fixed-length fields that were allocated. It is read from a copy that goes on with zeros.
-constexpr int READABLE_BITS = MAX_FRAME_BITS * 5 / 3;
+// the fixed-length fields that were allocated. It is read from a copy that goes on with zeros and
+// holds nothing but the two soft values.
+constexpr int READABLE_BITS = MAX_FRAME_BITS * 5 / 3 + SOFT_BLOCK;
 
 void copy_with_zeros_behind(const Word16* bitstream, int frame_bits, Word16* readable) {
-  std::copy_n(bitstream, frame_bits, readable);
+  for (int i = 0; i < frame_bits; ++i) {
+    readable[i] = bitstream[i] == SOFT_BIT_ONE ? SOFT_BIT_ONE : SOFT_BIT_ZERO;
+  }
   std::fill(readable + frame_bits, readable + READABLE_BITS, SOFT_BIT_ZERO);
 }
 

@@ -24,7 +24,8 @@ void init_encoder_state(g719_encoder_state* state, Word16 frame_bits) {
 }
 
 void encode_frame(const Word16* samples, Word16* bitstream, g719_encoder_state* state) {
-  Word16* position = bitstream;
+  Word16 frame[MAX_FRAME_BITS + SOFT_BLOCK];
+  Word16* position = frame;
   const Word16 transient_flag = detect_transient(samples, state);
   write_soft_bits(transient_flag, 1, position);
   ++position;
@@ -48,7 +49,8 @@ void encode_frame(const Word16* samples, Word16* bitstream, g719_encoder_state* 
     write_soft_bits(noise_level_index, NOISE_LEVEL_BITS, position);
     position += NOISE_LEVEL_BITS;
   }
-  std::fill(position, bitstream + state->frame_bits, SOFT_BIT_ZERO);
+  std::fill(position, frame + state->frame_bits, SOFT_BIT_ZERO);
+  std::copy_n(frame, state->frame_bits, bitstream);
 }
 
 }  // namespace g719

@@ -4,6 +4,7 @@
 #include "frame_decoder.h"
 #include "frame_encoder.h"
 #include "processor_level.h"
+#include "soft_bits.h"
 
 using g719::Word16;
 
@@ -42,19 +43,12 @@ Instance* create(std::int32_t bitrate) {
 
 void pack(const Word16* bitstream, int frame_bytes, std::uint8_t* bytes) {
   for (int i = 0; i < frame_bytes; ++i) {
-    unsigned byte = 0;
-    for (int bit = 0; bit < 8; ++bit) {
-      byte = byte << 1 | (bitstream[8 * i + bit] == g719::SOFT_BIT_ONE ? 1U : 0U);
-    }
-    bytes[i] = static_cast<std::uint8_t>(byte);
+    bytes[i] = static_cast<std::uint8_t>(g719::read_soft_block(bitstream + 8 * i));
   }
 }
 
 void unpack(const std::uint8_t* bytes, int frame_bytes, Word16* bitstream) {
-  for (int i = 0; i < 8 * frame_bytes; ++i) {
-    const bool bit = (bytes[i / 8] & (0x80 >> (i % 8))) != 0;
-    bitstream[i] = bit ? g719::SOFT_BIT_ONE : g719::SOFT_BIT_ZERO;
-  }
+  for (int i = 0; i < frame_bytes; ++i) g719::write_soft_block(bytes[i], 8, bitstream + 8 * i);
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include "coef_coding.h"
 
+#include <array>
+#include <cstdint>
+
 #include "../frame/soft_bits.h"
 #include "../operators/quiet_operators.h"
 #include "codebook.h"
@@ -13,53 +16,72 @@ namespace {
 
 bool is_huffman_coded(Word16 bits) { return bits >= MIN_HUFFMAN_BITS && bits <= MAX_HUFFMAN_BITS; }
 
-Word16 huffman_bits(const Word16* values, Word16 count, Word16 bits) {
+Word16 huffman_bits(const Word16* values, int count, Word16 bits) {
   const Word16* lengths = COEF_HUFF_LEN.data() + COEF_HUFF_OFFSET[bits];
-  Word16 sum = 0;
-  for (int i = 0; i < count; ++i) sum = add(sum, lengths[values[i]]);
-  return sum;
+  int sum = 0;
+  for (int i = 0; i < count; ++i) sum += lengths[values[i]];
+  return static_cast<Word16>(sum);
 }
 
-Word16 write_huffman(const Word16* values, Word16 count, Word16 bits, Word16* position) {
-  Word16 written = 0;
+// The writers and readers below return the position behind their fields.
+
+Word16* write_huffman(const Word16* values, int count, Word16 bits, Word16* position) {
   for (int i = 0; i < count; ++i) {
     const int row = COEF_HUFF_OFFSET[bits] + values[i];
-    write_soft_bits(COEF_HUFF_CODE[row], COEF_HUFF_LEN[row], position + written);
-    written = add(written, COEF_HUFF_LEN[row]);
+    write_soft_block(COEF_HUFF_CODE[row], COEF_HUFF_LEN[row], position);
+    position += COEF_HUFF_LEN[row];
   }
-  return written;
+  return position;
 }
 
 // One-bit bands hold one 8-bit value a vector, the others one value a coefficient.
-void write_fixed(const Word16* values, Word16 count, Word16 bits, Word16* position) {
-  if (bits > 1) {
-    write_soft_bit_array(values, count, bits, position);
-    return;
+Word16* write_fixed(const Word16* values, int count, Word16 bits, Word16* position) {
+  const int step = bits == 1 ? VECTOR_SIZE : 1;
+  const int width = bits * step;
+  for (int i = 0; i < count; i += step, position += width) {
+    if (width <= SOFT_BLOCK) {
+      write_soft_block(values[i], width, position);
+    } else {
+      write_soft_bits(values[i], static_cast<Word16>(width), position);
+    }
   }
-  for (int j = 0; j < count; j += VECTOR_SIZE) {
-    write_soft_bit_array(values + j, VECTOR_SIZE, 1, position + j);
-  }
-}
-void read_fixed(const Word16* position, Word16 count, Word16 bits, Word16* values) {
-  if (bits > 1) {
-    read_soft_bit_array(position, count, bits, values);
-    return;
-  }
-  for (int j = 0; j < count; j += VECTOR_SIZE) {
-    read_soft_bit_array(position + j, VECTOR_SIZE, 1, values + j);
-  }
+  return position;
 }
 
-// The row of the code word that the bits at the position begin with, and so its value.
-int match_word(const Word16* position, Word16 bits) {
-  int row = COEF_HUFF_OFFSET[bits];
-  while (true) {
-    Word16 word = 0;
-    read_soft_bits(position, COEF_HUFF_LEN[row], &word);
-    if (word == COEF_HUFF_CODE[row]) return row;
-    ++row;
+const Word16* read_fixed(const Word16* position, int count, Word16 bits, Word16* values) {
+  const int step = bits == 1 ? VECTOR_SIZE : 1;
+  const int width = bits * step;
+  for (int i = 0; i < count; i += step, position += width) {
+    if (width <= SOFT_BLOCK) {
+      values[i] = static_cast<Word16>(read_soft_block(position) >> (SOFT_BLOCK - width));
+    } else {
+      read_soft_bits(position, static_cast<Word16>(width), values + i);
+    }
   }
+  return position;
 }
+
+// The code word that any 8 bits begin with.
+struct DecodedWord {
+  std::uint8_t value;
+  std::uint8_t length;
+};
+using DecodingTable = std::array<DecodedWord, 256>;
+
+constexpr DecodingTable decoding_table(int bits) {
+  DecodingTable table{};
+  for (int value = 0; value < 1 << bits; ++value) {
+    const int row = COEF_HUFF_OFFSET[bits] + value;
+    const int spare = SOFT_BLOCK - COEF_HUFF_LEN[row];
+    const int first = COEF_HUFF_CODE[row] << spare;
+    for (int i = first; i < first + (1 << spare); ++i) {
+      table[i] = {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(COEF_HUFF_LEN[row])};
+    }
+  }
+  return table;
+}
+constexpr std::array DECODING_TABLES = {decoding_table(2), decoding_table(3), decoding_table(4),
+                                        decoding_table(5)};
 
 }  // namespace
 
@@ -79,46 +101,41 @@ Word16 count_coef_huffman_bits(const Word16* coef_index, const Word16* band_bits
 Word16 write_coef_fields(const Word16* coef_index, const Word16* band_bits, Word16* position,
                          Word16 coef_huffman_flag, Word16 first_band, Word16 end_band,
                          Word16 width) {
-  Word16 written = 0;
-  for (int b = first_band; b < end_band; ++b) {
-    const Word16 bits = band_bits[b];
-    if (coef_huffman_flag != 0 && is_huffman_coded(bits)) {
-      written = add(written, write_huffman(coef_index, width, bits, position + written));
-    } else if (bits > 0) {
-      write_fixed(coef_index, width, bits, position + written);
-      written = add(written, extract_l(L_mult0(width, bits)));
+  const Word16* start = position;
+  for (int b = first_band; b < end_band; ++b, coef_index += width) {
+    if (coef_huffman_flag != 0 && is_huffman_coded(band_bits[b])) {
+      position = write_huffman(coef_index, width, band_bits[b], position);
+    } else if (band_bits[b] > 0) {
+      position = write_fixed(coef_index, width, band_bits[b], position);
     }
-    coef_index += width;
   }
-  return written;
+  return static_cast<Word16>(position - start);
 }
 
 Word16 read_coef_fields(const Word16* band_bits, const Word16* position, Word16 coef_huffman_flag,
                         Word16 first_coef, Word16 first_band, Word16 end_band, Word16 width,
                         Word16* coef_index) {
-  Word16 consumed = 0;
+  const Word16* start = position;
   coef_index += first_coef;
-  for (int b = first_band; b < end_band; ++b) {
-    const Word16 bits = band_bits[b];
-    if (coef_huffman_flag != 0 && is_huffman_coded(bits)) {
-      consumed = add(consumed, decode_coef_huffman(position + consumed, width, bits, coef_index));
-    } else if (bits > 0) {
-      read_fixed(position + consumed, width, bits, coef_index);
-      consumed = add(consumed, extract_l(L_mult0(width, bits)));
+  for (int b = first_band; b < end_band; ++b, coef_index += width) {
+    if (coef_huffman_flag != 0 && is_huffman_coded(band_bits[b])) {
+      position += decode_coef_huffman(position, width, band_bits[b], coef_index);
+    } else if (band_bits[b] > 0) {
+      position = read_fixed(position, width, band_bits[b], coef_index);
     }
-    coef_index += width;
   }
-  return consumed;
+  return static_cast<Word16>(position - start);
 }
 
 Word16 decode_coef_huffman(const Word16* position, Word16 count, Word16 bits, Word16* values) {
-  Word16 consumed = 0;
+  const DecodingTable& table = DECODING_TABLES[bits - MIN_HUFFMAN_BITS];
+  const Word16* start = position;
   for (int i = 0; i < count; ++i) {
-    const int row = match_word(position + consumed, bits);
-    values[i] = static_cast<Word16>(row - COEF_HUFF_OFFSET[bits]);
-    consumed = add(consumed, COEF_HUFF_LEN[row]);
+    const DecodedWord word = table[read_soft_block(position)];
+    values[i] = word.value;
+    position += word.length;
   }
-  return consumed;
+  return static_cast<Word16>(position - start);
 }
 
 }  // namespace g719

@@ -1,6 +1,7 @@
 #include "lattice_decoder.h"
 
 #include <algorithm>
+#include <array>
 
 #include "../frame/soft_bits.h"
 #include "../operators/quiet_operators.h"
@@ -13,8 +14,19 @@ using namespace quiet;
 
 namespace {
 
-constexpr Word16 ONE_BIT_GAIN = 29789;   // Q15, 1 / 1.1
 constexpr Word16 MULTI_BIT_GAIN = 6144;  // Q15, 3 / 16
+
+// The codevectors of the one-bit codebook as coefficients: times 256 / 1.1, plus the bias.
+constexpr auto ONE_BIT_COEFS = [] {
+  constexpr Word16 GAIN = 29789;  // Q15, 1 / 1.1
+  std::array<std::array<Word16, VECTOR_SIZE>, 256> table{};
+  for (int index = 0; index < 256; ++index) {
+    for (int i = 0; i < VECTOR_SIZE; ++i) {
+      table[index][i] = add(mult(shl(ONE_BIT_CODEBOOK[index][i], 8), GAIN), LATTICE_BIAS);
+    }
+  }
+  return table;
+}();
 
 // Indices below 16 hold a single 2 or -2, those below 128 hold at least one.
 constexpr Word16 SINGLE_TWO_END = 16;
@@ -25,23 +37,25 @@ void dequantize_one_bit_band(const Word16* coef_index, int width, Word16* norm_c
   Word16 previous = MAX_16;
   for (int j = 0; j < width; j += VECTOR_SIZE) {
     const Word16 index = coef_index[j];
-    const bool zero = previous < ANY_TWO_END && index < SINGLE_TWO_END;
-    for (int i = 0; i < VECTOR_SIZE; ++i) {
-      const Word16 component = zero ? Word16{0} : ONE_BIT_CODEBOOK[index][i];
-      norm_coefs[j + i] = add(mult(shl(component, 8), ONE_BIT_GAIN), LATTICE_BIAS);
+    if (previous < ANY_TWO_END && index < SINGLE_TWO_END) {
+      std::fill_n(norm_coefs + j, VECTOR_SIZE, LATTICE_BIAS);
+    } else {
+      std::copy_n(ONE_BIT_COEFS[index].data(), VECTOR_SIZE, norm_coefs + j);
     }
     previous = index;
   }
 }
 
+// Codevectors lie within 2^bits of the origin, 2^13 when shifted: nothing saturates.
 void dequantize_multi_bit_band(const Word16* coef_index, int width, Word16 bits,
                                Word16* norm_coefs) {
+  const int shift = LATTICE_SHIFT[bits];
   for (int j = 0; j < width; j += VECTOR_SIZE) {
     Word16 point[VECTOR_SIZE];
     d8_index_to_point(coef_index + j, bits, point);
     for (int i = 0; i < VECTOR_SIZE; ++i) {
-      norm_coefs[j + i] =
-          add(mult(shl(point[i], LATTICE_SHIFT[bits]), MULTI_BIT_GAIN), LATTICE_BIAS);
+      const auto scaled = static_cast<Word16>(point[i] << shift);
+      norm_coefs[j + i] = static_cast<Word16>(((scaled * MULTI_BIT_GAIN) >> 15) + LATTICE_BIAS);
     }
   }
 }
@@ -78,7 +92,7 @@ void decode_one_bit_vectors(Word16* coef_index, const Word16* position, int vect
                             Word16* norm_coefs) {
   const int width = vectors * VECTOR_SIZE;
   for (int j = 0; j < width; j += VECTOR_SIZE) {
-    read_soft_bit_array(position + j, VECTOR_SIZE, 1, coef_index + j);
+    coef_index[j] = static_cast<Word16>(read_soft_block(position + j));
   }
   dequantize_one_bit_band(coef_index, width, norm_coefs);
 }

@@ -47,7 +47,7 @@ void code_leftover_bands(const Word16* norm_coefs, Word16* band_bits, const Word
   });
   quantize_one_bit_vectors(norm_coefs, one_bit.offsets, one_bit.count, coef_index);
   for (int j = 0; j < one_bit.count; ++j) {
-    write_soft_bit_array(coef_index + one_bit.offsets[j], VECTOR_SIZE, 1, position);
+    write_soft_block(coef_index[one_bit.offsets[j]], VECTOR_SIZE, position);
     position += VECTOR_SIZE;
   }
 }

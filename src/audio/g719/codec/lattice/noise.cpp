@@ -36,9 +36,11 @@ void fill_cyclically(const Word16* pool, int pool_size, const Word16* band_bits,
   int next = 0;
   for (int b = 0; b < end_band; ++b) {
     if (band_bits[b] != 0) continue;
-    for (int i = band_start[b]; i < band_end[b]; ++i) {
-      norm_coefs[i] = pool[next];
-      next = next + 1 == pool_size ? 0 : next + 1;
+    for (int to = band_start[b]; to < band_end[b];) {
+      const int run = std::min(band_end[b] - to, pool_size - next);
+      std::copy_n(pool + next, run, norm_coefs + to);
+      to += run;
+      next = next + run == pool_size ? 0 : next + run;
     }
   }
 }
@@ -48,12 +50,13 @@ void fill_cyclically(const Word16* pool, int pool_size, const Word16* band_bits,
 void fold_above(int end, Word16* norm_coefs) {
   const int half = end / 2;
   int to = end;
-  int from = end - 1;
-  while (to < NUM_CODED_COEFS) {
-    for (; from >= half && to < NUM_CODED_COEFS; --from) norm_coefs[to++] = norm_coefs[from];
-    for (from = half; from < end && to < NUM_CODED_COEFS; ++from) {
-      norm_coefs[to++] = norm_coefs[from];
-    }
+  for (int from = end; to < NUM_CODED_COEFS; from = end + 1) {
+    const int down = std::min(from - half, NUM_CODED_COEFS - to);
+    std::reverse_copy(norm_coefs + from - down, norm_coefs + from, norm_coefs + to);
+    to += down;
+    const int up = std::min(end - half, NUM_CODED_COEFS - to);
+    std::copy_n(norm_coefs + half, up, norm_coefs + to);
+    to += up;
   }
 }
 
@@ -66,16 +69,15 @@ void attenuate(const Word16* band_bits, int end_band, Word16 halvings, Word16* n
   }
 }
 
-// The inverse of the encoder's normalisation.
-void denormalize(const Word16* norm_coefs, const Word16* norm_index, Word32* spectrum) {
-  for (int b = 0; b < NUM_BANDS; ++b) {
-    const Word16 shift = quiet::sub(2, quiet::shr(norm_index[b], 1));
-    const bool odd = (norm_index[b] & 1) != 0;
-    for (int i = band_start[b]; i < band_end[b]; ++i) {
-      const Word16 x = norm_coefs[i];
-      const Word32 product = odd ? quiet::L_mult0(x, SQRT_HALF) : quiet::L_mult(x, 16384);
-      spectrum[i] = quiet::L_shl(product, shift);
-    }
+// The inverse of the encoder's normalisation. Loud norms shift up, with saturation.
+void denormalize_band(const Word16* __restrict coefs, int width, Word16 norm,
+                      Word32* __restrict spectrum) {
+  const Word32 factor = norm % 2 != 0 ? SQRT_HALF : 32768;
+  const auto shift = static_cast<Word16>(2 - norm / 2);
+  if (shift > 0) {
+    for (int i = 0; i < width; ++i) spectrum[i] = quiet::L_shl(coefs[i] * factor, shift);
+  } else {
+    for (int i = 0; i < width; ++i) spectrum[i] = (coefs[i] * factor) >> -shift;
   }
 }
 
@@ -110,7 +112,10 @@ void fill_spectrum(Word16* norm_coefs, Word32* spectrum, const Word16* band_bits
     if (transient_flag == 0) fold_above(band_end[coded - 1], norm_coefs);
     attenuate(band_bits, end_band, noise_level_index, norm_coefs);
   }
-  denormalize(norm_coefs, norm_index, spectrum);
+  for (int b = 0; b < NUM_BANDS; ++b) {
+    denormalize_band(norm_coefs + band_start[b], band_width[b], norm_index[b],
+                     spectrum + band_start[b]);
+  }
 }
 
 }  // namespace g719

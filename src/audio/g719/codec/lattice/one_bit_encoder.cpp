@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "../operators/lanes.h"
 #include "../operators/quiet_operators.h"
 #include "codebook.h"
 
@@ -13,9 +14,14 @@ using namespace quiet;
 
 namespace {
 
-Word16 scale(Word16 coef) {
-  const Word16 t = sub(coef, LATTICE_BIAS);
-  return add(t, mult(t, 3277));  // 1.1 t
+// 1.1 (coef - bias), saturating.
+Lanes scale(const Word16* coefs) {
+  Word16 scaled[VECTOR_SIZE];
+  for (int i = 0; i < VECTOR_SIZE; ++i) {
+    const Word16 t = sub(coefs[i], LATTICE_BIAS);
+    scaled[i] = add(t, mult(t, 3277));
+  }
+  return load_lanes(scaled);
 }
 
 void sort_descending(Word16* u, Word16* positions) {
@@ -53,9 +59,8 @@ Word16 index_of(int c, int mask, int first, int last) {
   return static_cast<Word16>(offset + ONE_BIT_MASK_RANK[mask]);
 }
 
-// Many vectors at once: vector j is lane j of eight rows.
-constexpr int LANES = 16;
-using Rows = Word16[VECTOR_SIZE][LANES];
+// Eight vectors at once: component i, or the i-th largest, of vector j is lane j of row i.
+using Rows = Lanes[VECTOR_SIZE];
 
 // Sorting network: compares and exchanges in this order.
 constexpr std::array<std::pair<int, int>, 19> NETWORK = {{{0, 2},
@@ -91,49 +96,45 @@ constexpr bool sorts_everything() {
 }
 static_assert(sorts_everything());
 
-void sort_lanes(Rows sorted) {
+void sort_rows(Rows sorted) {
   for (const auto& [a, b] : NETWORK) {
-    for (int lane = 0; lane < LANES; ++lane) {
-      const Word16 larger = std::max(sorted[a][lane], sorted[b][lane]);
-      sorted[b][lane] = std::min(sorted[a][lane], sorted[b][lane]);
-      sorted[a][lane] = larger;
-    }
+    const Lanes first = sorted[a];
+    sorted[a] = larger(first, sorted[b]);
+    sorted[b] = smaller(first, sorted[b]);
   }
 }
 
 // Up to this magnitude no distance saturates and every score below fits 16 bits.
 constexpr Word16 MAX_SCORED = 3900;
 
-// The nearest class of every lane. The squared distance to a leader m (in units of 1/256) is
-// |u|^2 + 512 (128 |m|^2 - u m): the classes compare by the bracket, sums of sorted values.
-void score_classes(const Rows sorted, Word16* nearest) {
-  Word16 score[NUM_CLASSES][LANES];
-  for (int lane = 0; lane < LANES; ++lane) {
-    const auto rank = [&](int i) { return sorted[i][lane]; };
-    const auto first_two = static_cast<Word16>(rank(0) + rank(1));
-    const auto last_two = static_cast<Word16>(rank(6) + rank(7));
-    const auto first_four = static_cast<Word16>(first_two + rank(2) + rank(3));
-    const auto last_four = static_cast<Word16>(rank(4) + rank(5) + last_two);
-    const auto all = static_cast<Word16>(first_four + last_four);
-    score[0][lane] = static_cast<Word16>(512 + 2 * rank(7));
-    score[1][lane] = static_cast<Word16>(512 - 2 * rank(0));
-    score[2][lane] = static_cast<Word16>(1024 + 2 * last_two);
-    score[3][lane] = static_cast<Word16>(1024 - 2 * rank(0) + 2 * rank(7));
-    score[4][lane] = static_cast<Word16>(1024 - 2 * first_two);
-    score[5][lane] = static_cast<Word16>(1024 - all + 2 * last_two);
-    score[6][lane] = static_cast<Word16>(1024 - first_four + last_four);
-    score[7][lane] = static_cast<Word16>(1024 + all - 2 * first_two);
-    score[8][lane] = static_cast<Word16>(1024 + all);
-    score[9][lane] = static_cast<Word16>(1024 - all);
+// The nearest class of every lane, the first among equals. The squared distance to a leader m (in
+// units of 1/256) is |u|^2 + 512 (128 |m|^2 - u m): the classes compare by the bracket, which is
+// made of sums of sorted values.
+Lanes nearest_classes(const Rows sorted) {
+  const Lanes first = sorted[0];
+  const Lanes last = sorted[7];
+  const Lanes first_two = first + sorted[1];
+  const Lanes last_two = sorted[6] + last;
+  const Lanes first_four = first_two + sorted[2] + sorted[3];
+  const Lanes last_four = sorted[4] + sorted[5] + last_two;
+  const Lanes all = first_four + last_four;
+  const Lanes scores[NUM_CLASSES] = {512 + 2 * last,
+                                     512 - 2 * first,
+                                     1024 + 2 * last_two,
+                                     1024 - 2 * (first - last),
+                                     1024 - 2 * first_two,
+                                     1024 - all + 2 * last_two,
+                                     1024 - first_four + last_four,
+                                     1024 + all - 2 * first_two,
+                                     1024 + all,
+                                     1024 - all};
+  Lanes nearest = all_lanes(0);
+  Lanes smallest = scores[0];
+  for (int c = 1; c < NUM_CLASSES; ++c) {
+    nearest = choose(scores[c] < smallest, all_lanes(c), nearest);
+    smallest = smaller(scores[c], smallest);
   }
-  std::fill_n(nearest, LANES, Word16{0});
-  for (Word16 c = 1; c < NUM_CLASSES; ++c) {
-    for (int lane = 0; lane < LANES; ++lane) {
-      const bool nearer = score[c][lane] < score[0][lane];
-      score[0][lane] = nearer ? score[c][lane] : score[0][lane];
-      nearest[lane] = nearer ? c : nearest[lane];
-    }
-  }
+  return nearest;
 }
 
 // How many of the first and of the last components of a sorted leader are marked.
@@ -150,60 +151,63 @@ constexpr auto MARKED_ENDS = [] {
   return ends;
 }();
 
-// The marked components are those from the first ones' smallest value up and from the last ones'
-// largest value down. Not so when a component behind that border has the same value: then it is the
-// exchanges of the sort that tell which is marked. False in that case, and where scores do not
-// hold.
-bool find_borders(const Rows sorted, int lane, int c, Word16* from_up, Word16* from_down) {
-  const auto rank = [&](int i) { return sorted[i][lane]; };
-  const auto [first, last] = MARKED_ENDS[c];
-  if (rank(0) > MAX_SCORED || rank(VECTOR_SIZE - 1) < -MAX_SCORED) return false;
-  if (first > 0 && rank(first - 1) == rank(first)) return false;
-  if (last > 0 && last < VECTOR_SIZE && rank(VECTOR_SIZE - last) == rank(VECTOR_SIZE - 1 - last)) {
-    return false;
+// The marked components of a vector are those from from_up upwards and those from from_down
+// downwards.
+struct Borders {
+  Word16 from_up[NUM_LANES];
+  Word16 from_down[NUM_LANES];
+  bool found[NUM_LANES];
+};
+
+// Not found where a component behind the border has the same value: then the exchanges of the sort
+// tell which of them is marked. Nor where a component is too large for the scores to hold.
+void find_borders(const Word16 (*sorted)[NUM_LANES], const Word16* nearest, Borders* borders) {
+  for (int lane = 0; lane < NUM_LANES; ++lane) {
+    const auto rank = [&](int i) { return sorted[i][lane]; };
+    const auto [first, last] = MARKED_ENDS[nearest[lane]];
+    const int behind_last = VECTOR_SIZE - 1 - last;
+    const bool first_tied = first > 0 && rank(first - 1) == rank(first);
+    const bool last_tied =
+        last > 0 && behind_last >= 0 && rank(behind_last + 1) == rank(behind_last);
+    const bool scored = rank(0) <= MAX_SCORED && rank(VECTOR_SIZE - 1) >= -MAX_SCORED;
+    borders->from_up[lane] = first > 0 ? rank(first - 1) : MAX_16;
+    borders->from_down[lane] = last > 0 ? rank(behind_last + 1) : MIN_16;
+    borders->found[lane] = scored && !first_tied && !last_tied;
   }
-  *from_up = first > 0 ? rank(first - 1) : MAX_16;
-  *from_down = last > 0 ? rank(VECTOR_SIZE - last) : MIN_16;
-  return true;
 }
 
+// Quantises vectors 0 to count - 1 of the list, at most 8.
 void quantize_lanes(const Word16* norm_coefs, const Word16* offsets, int count,
                     Word16* coef_index) {
-  Word16 scaled[LANES][VECTOR_SIZE] = {};
-  for (int lane = 0; lane < count; ++lane) {
-    const Word16* coefs = norm_coefs + offsets[lane];
-    for (int i = 0; i < VECTOR_SIZE; ++i) scaled[lane][i] = scale(coefs[i]);
-  }
-  Rows u;
+  Rows u = {};
+  for (int j = 0; j < count; ++j) u[j] = scale(norm_coefs + offsets[j]);
+  transpose(u);
   Rows sorted;
-  for (int i = 0; i < VECTOR_SIZE; ++i) {
-    for (int lane = 0; lane < LANES; ++lane) sorted[i][lane] = u[i][lane] = scaled[lane][i];
-  }
-  sort_lanes(sorted);
-  Word16 nearest[LANES];
-  score_classes(sorted, nearest);
+  std::copy_n(u, VECTOR_SIZE, sorted);
+  sort_rows(sorted);
+  Word16 nearest[NUM_LANES];
+  Word16 ranked[VECTOR_SIZE][NUM_LANES];
+  store_lanes(nearest_classes(sorted), nearest);
+  for (int i = 0; i < VECTOR_SIZE; ++i) store_lanes(sorted[i], ranked[i]);
 
-  Word16 from_up[LANES];
-  Word16 from_down[LANES];
-  bool found[LANES];
-  for (int lane = 0; lane < LANES; ++lane) {
-    found[lane] = find_borders(sorted, lane, nearest[lane], from_up + lane, from_down + lane);
-  }
-  Word16 first_mask[LANES] = {};
-  Word16 last_mask[LANES] = {};
+  Borders borders;
+  find_borders(ranked, nearest, &borders);
+  Lanes first_marked = all_lanes(0);
+  Lanes last_marked = all_lanes(0);
   for (int i = 0; i < VECTOR_SIZE; ++i) {
-    for (int lane = 0; lane < LANES; ++lane) {
-      first_mask[lane] |= static_cast<Word16>(u[i][lane] >= from_up[lane] ? 1 << i : 0);
-      last_mask[lane] |= static_cast<Word16>(u[i][lane] <= from_down[lane] ? 1 << i : 0);
-    }
+    first_marked |= (u[i] >= load_lanes(borders.from_up)) & all_lanes(1 << i);
+    last_marked |= (u[i] <= load_lanes(borders.from_down)) & all_lanes(1 << i);
   }
-  for (int lane = 0; lane < count; ++lane) {
-    Word16* index = coef_index + offsets[lane];
-    if (found[lane]) {
-      *index = index_of(nearest[lane], first_mask[lane] | last_mask[lane], first_mask[lane],
-                        last_mask[lane]);
+  transpose(u);
+  for (int j = 0; j < count; ++j) {
+    Word16* index = coef_index + offsets[j];
+    if (borders.found[j]) {
+      *index =
+          index_of(nearest[j], first_marked[j] | last_marked[j], first_marked[j], last_marked[j]);
     } else {
-      quantize_one_bit_vector(scaled[lane], index);
+      Word16 vector[VECTOR_SIZE];
+      store_lanes(u[j], vector);
+      quantize_one_bit_vector(vector, index);
     }
   }
 }
@@ -221,8 +225,8 @@ void quantize_one_bit_vector(Word16* u, Word16* index) {
 
 void quantize_one_bit_vectors(const Word16* norm_coefs, const Word16* offsets, int count,
                               Word16* coef_index) {
-  for (int j = 0; j < count; j += LANES) {
-    quantize_lanes(norm_coefs, offsets + j, std::min(LANES, count - j), coef_index);
+  for (int j = 0; j < count; j += NUM_LANES) {
+    quantize_lanes(norm_coefs, offsets + j, std::min(NUM_LANES, count - j), coef_index);
   }
 }
 

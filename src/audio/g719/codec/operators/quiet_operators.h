@@ -99,8 +99,13 @@ constexpr Word32 L_shr_r(Word32 a, Word16 n) {
 // Upper half, half rounded up.
 constexpr Word16 round(Word32 a) { return extract_h(L_add(a, 0x8000)); }
 
-// (a * v) >> 15 from the two halves of a. The sum of the partial products fits 32 bits but for
-// a < -2^31 + 2^16 with v = -32768, where the doubled upper product saturates to 2^31 - 1.
+// (a * v) >> 15 from the two halves of a, which equals L_mls but for a < -2^31 + 2^16 with
+// v = -32768. Callers know that they are not there.
+constexpr Word32 scale_q15(Word32 a, Word32 v) {
+  return (((a & 0xffff) * v) >> 15) + (a >> 16) * v * 2;
+}
+
+// There, the doubled upper product saturates to 2^31 - 1.
 constexpr Word32 L_mls(Word32 a, Word16 v) {
   const Word32 upper = a >> 16;
   const Word32 lower = ((a & 0xffff) * v) >> 15;

@@ -132,32 +132,40 @@ void three_point_output(Word32* __restrict re, Word32* __restrict im) {
   }
 }
 
+// One component of all outputs; turned(i, lane) is that of j times value i.
+template <typename Sums, typename Turned>
+void eight_point_combine(const Word32* __restrict w, Turned turned, Word32* __restrict out) {
+  for (int lane = 0; lane < LANES; ++lane) {
+    const auto e = [&](int i) { return w[i * LANES + lane]; };
+    const auto put = [&](int i, Word32 value) { out[i * LANES + lane] = value; };
+    const Word32 p = Sums::add(e(4), turned(5, lane));
+    const Word32 q = Sums::sub(e(4), turned(5, lane));
+    const Word32 g1 = Sums::add(turned(6, lane), e(7));
+    const Word32 g2 = Sums::sub(turned(6, lane), e(7));
+    put(0, Sums::add(e(0), e(1)));
+    put(4, Sums::sub(e(0), e(1)));
+    put(2, Sums::add(e(2), turned(3, lane)));
+    put(6, Sums::sub(e(2), turned(3, lane)));
+    put(1, Sums::add(p, g1));
+    put(5, Sums::add(q, g2));
+    put(3, Sums::sub(p, g1));
+    put(7, Sums::sub(q, g2));
+  }
+}
+
 template <typename Sums>
-void eight_point_output(const Word32* __restrict w_re, const Word32* __restrict w_im,
-                        Word32* __restrict re, Word32* __restrict im) {
+void eight_point_output(const Word32* w_re, const Word32* w_im, Word32* re, Word32* im) {
   for (int row = 0; row < ROWS; ++row, w_re += EIGHT, w_im += EIGHT) {
-    const auto& to = FFT120_OUTPUT_MAP[row];
-    const auto combine = [&to](const Word32* e, Word32 e3, Word32 e5, Word32 e6, Word32* v) {
-      const Word32 p = Sums::add(e[4 * LANES], e5);
-      const Word32 q = Sums::sub(e[4 * LANES], e5);
-      const Word32 g1 = Sums::add(e6, e[7 * LANES]);
-      const Word32 g2 = Sums::sub(e6, e[7 * LANES]);
-      v[to[0] * LANES] = Sums::add(e[0], e[LANES]);
-      v[to[4] * LANES] = Sums::sub(e[0], e[LANES]);
-      v[to[2] * LANES] = Sums::add(e[2 * LANES], e3);
-      v[to[6] * LANES] = Sums::sub(e[2 * LANES], e3);
-      v[to[1] * LANES] = Sums::add(p, g1);
-      v[to[5] * LANES] = Sums::add(q, g2);
-      v[to[3] * LANES] = Sums::sub(p, g1);
-      v[to[7] * LANES] = Sums::sub(q, g2);
-    };
-    for (int lane = 0; lane < LANES; ++lane) {
-      const auto turned = [&](int i) { return Sums::negate(w_im[i * LANES + lane]); };
-      combine(w_re + lane, turned(3), turned(5), turned(6), re + lane);
-    }
-    for (int lane = 0; lane < LANES; ++lane) {
-      const auto turned = [&](int i) { return w_re[i * LANES + lane]; };
-      combine(w_im + lane, turned(3), turned(5), turned(6), im + lane);
+    Word32 out_re[EIGHT];
+    Word32 out_im[EIGHT];
+    eight_point_combine<Sums>(
+        w_re, [w_im](int i, int lane) { return Sums::negate(w_im[i * LANES + lane]); }, out_re);
+    eight_point_combine<Sums>(
+        w_im, [w_re](int i, int lane) { return w_re[i * LANES + lane]; }, out_im);
+    for (int i = 0; i < 8; ++i) {
+      const int to = FFT120_OUTPUT_MAP[row][i] * LANES;
+      std::copy_n(out_re + i * LANES, LANES, re + to);
+      std::copy_n(out_im + i * LANES, LANES, im + to);
     }
   }
 }

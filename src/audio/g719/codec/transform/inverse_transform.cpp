@@ -41,7 +41,7 @@ void transform_long(const Word32* spectrum, Word32* aliased) {
 // frame[0..] += aliased[first..end - 1] under its window.
 void overlap_add(const Word32* aliased, int first, int end, Word32* frame) {
   for (int n = first; n < end; ++n, ++frame) {
-    *frame = L_add(*frame, L_mls(aliased[n], SYNTHESIS_SHORT_WINDOW[n]));
+    *frame = L_add(*frame, scale_q15(aliased[n], SYNTHESIS_SHORT_WINDOW[n]));
   }
 }
 

@@ -14,10 +14,8 @@ struct PlainSums {
   static constexpr Word32 add(Word32 a, Word32 b) { return a + b; }
   static constexpr Word32 sub(Word32 a, Word32 b) { return a - b; }
   static constexpr Word32 negate(Word32 a) { return -a; }
-  // L_mls less its one corner, which lies beyond the sums' bound.
-  static constexpr Word32 scale(Word32 a, Word16 v) {
-    return (((a & 0xffff) * v) >> 15) + (a >> 16) * v * 2;
-  }
+  // The corner of L_mls lies beyond the sums' bound.
+  static constexpr Word32 scale(Word32 a, Word16 v) { return quiet::scale_q15(a, v); }
 };
 
 struct SaturatingSums {

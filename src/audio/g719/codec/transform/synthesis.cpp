@@ -1,5 +1,7 @@
 #include "synthesis.h"
 
+#include <algorithm>
+
 #include "../operators/quiet_operators.h"
 #include "windows.h"
 
@@ -7,12 +9,25 @@ namespace g719 {
 
 using namespace quiet;
 
-void synthesize_frame(const Word32* aliased, Word16* samples, Word32* synthesis_memory) {
+namespace {
+
+// Sums are samples x 512. Shifting up by 7 with saturation and rounding the upper half comes to the
+// same as one clamp.
+Word16 to_sample(Word32 sum) {
+  constexpr Word32 FULL_SCALE = 1 << 24;
+  return saturate((std::min(sum, FULL_SCALE) + 256) >> 9);
+}
+
+}  // namespace
+
+void synthesize_frame(const Word32* __restrict aliased, Word16* __restrict samples,
+                      Word32* __restrict synthesis_memory) {
+  const Word16* window = SYNTHESIS_LONG_WINDOW.data();
   for (int n = 0; n < FRAME_SAMPLES; ++n) {
-    const Word32 rising = L_mls(aliased[n], SYNTHESIS_LONG_WINDOW[n]);
-    samples[n] = round(L_shl(L_add(rising, synthesis_memory[n]), 7));
-    synthesis_memory[n] =
-        L_mls(aliased[FRAME_SAMPLES + n], SYNTHESIS_LONG_WINDOW[FRAME_SAMPLES + n]);
+    samples[n] = to_sample(L_add(scale_q15(aliased[n], window[n]), synthesis_memory[n]));
+  }
+  for (int n = 0; n < FRAME_SAMPLES; ++n) {
+    synthesis_memory[n] = scale_q15(aliased[FRAME_SAMPLES + n], window[FRAME_SAMPLES + n]);
   }
 }
 
