@@ -1,20 +1,16 @@
 // Codec instances for tests: owned, and with vectors for arrays.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "g719.h"
+#include "signals.h"
 
 namespace codec_test {
 
 using Bytes = std::vector<std::uint8_t>;
-using Samples = std::vector<std::int16_t>;
-
-inline constexpr std::size_t FRAME = g719::FRAME_SAMPLES;
 
 class Encoder {
  public:
