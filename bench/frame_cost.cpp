@@ -5,7 +5,6 @@
 //     for each material and direction, under the label that is printed with the 20 ms they hold
 //   frame_cost_NAME time ROUNDS BITRATE [COMPLEXITY]
 //     prints the least processor time of all rounds, in microseconds per 20 ms
-#include <time.h>
 #include <valgrind/callgrind.h>
 
 #include <algorithm>
@@ -16,6 +15,7 @@
 
 #include "coder.h"
 #include "material.h"
+#include "thread_time.h"
 
 namespace {
 
@@ -28,13 +28,6 @@ struct Stream {
   int bitrate;
   std::vector<Packet> packets;
 };
-
-// The time of this thread alone: other processes' turns do not count.
-double thread_microseconds() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) * 1e-3;
-}
 
 void encode_frames(Stream* stream, int first, int end) {
   for (int i = first; i < end; i++) {
