@@ -1,5 +1,6 @@
 """Runs the programs of this folder and reads what they print."""
 
+import json
 import os
 import re
 import subprocess
@@ -7,18 +8,19 @@ import tempfile
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-PROGRAMS = ROOT / "build-bench" / "bench"
+BUILD = ROOT / "build-bench"
+PROGRAMS = BUILD / "bench"
 MATERIALS = ("speech", "music")
 DIRECTIONS = ("encode", "decode")
 CASES = [(material, direction) for material in MATERIALS for direction in DIRECTIONS]
 
 
-def run(command, environment=None, directory=None):
+def run(command, environment=None, standard_input=None):
     """Standard output of a command that must succeed."""
     result = subprocess.run(
         [str(word) for word in command],
         env={**os.environ, **(environment or {})},
-        cwd=directory,
+        input=standard_input,
         stdout=subprocess.PIPE,
         check=True,
         text=True,
@@ -26,10 +28,10 @@ def run(command, environment=None, directory=None):
     return result.stdout
 
 
-def case_lines(text):
-    """{(material, direction): number} from lines such as "speech encode 12.5"."""
+def number_lines(text):
+    """{words: number} from lines such as "speech encode 12.5"."""
     lines = [line.split() for line in text.splitlines()]
-    return {(material, direction): float(number) for material, direction, number in lines}
+    return {tuple(words): float(number) for *words, number in lines}
 
 
 def count_instructions(coder, frames, bitrate=64000, read_dump=None):
@@ -43,7 +45,7 @@ def count_instructions(coder, frames, bitrate=64000, read_dump=None):
              coder.complexity],
             coder.environment,
         )
-        frames_20_ms = case_lines(text)
+        frames_20_ms = number_lines(text)
         instructions = {}
         for dump in Path(folder).glob("profile.*"):
             content = dump.read_text()
@@ -80,6 +82,41 @@ def time_coders(coders, turns, rounds, bitrate=64000):
                  coder.complexity],
                 coder.environment,
             )
-            for case, microseconds in case_lines(text).items():
+            for case, microseconds in number_lines(text).items():
                 best[coder][case] = min(best[coder][case], microseconds)
     return best
+
+
+def time_functions():
+    """{name: nanoseconds} of the codec's functions and whole frames, by Google Benchmark."""
+    text = run([PROGRAMS / "codec_bench", "--benchmark_format=json", "--benchmark_repetitions=7",
+                "--benchmark_min_time=0.02", "--benchmark_enable_random_interleaving=true"])
+    least = {}
+    for result in json.loads(text)["benchmarks"]:
+        if result["run_type"] == "iteration":
+            name = result["name"].split("/repeats")[0]
+            least[name] = min(result["cpu_time"], least.get(name, float("inf")))
+    return least
+
+
+def time_elements(rounds):
+    """{(material, direction, "element" | "identity" | "codec"): microseconds a frame}."""
+    text = run([PROGRAMS / "element_cost", rounds],
+               {"GST_PLUGIN_PATH": str(BUILD / "src" / "audio" / "g719"),
+                "GST_REGISTRY": str(BUILD / "bench-registry.bin")})
+    return number_lines(text)
+
+
+def scaling(windows):
+    """Bytes of an instance, and frames a second of one thread and of two."""
+    lines = number_lines(run([PROGRAMS / "codec_scaling", windows]))
+    return {name: number for (name,), number in lines.items()}
+
+
+def machine():
+    """Processor, compiler and peers, as a line of text."""
+    processor = re.search(r"^model name\s*: (.*)$", Path("/proc/cpuinfo").read_text(), re.M)[1]
+    compiler = run(["c++", "--version"]).splitlines()[0]
+    peers = run(["dpkg-query", "-W", "-f", "${Package} ${Version}, ", "libopus-dev",
+                 "liblc3-dev", "libavcodec-dev"]).rstrip(", ")
+    return f"{processor}; {compiler}; {peers}"
