@@ -238,12 +238,12 @@ def full_report(folder):
 
     sections = [
         ("Cost of a frame, mean of speech-like and music-like material", cost_table(counts, times)),
+        ("Bounds", bounds_table(counts, times, elements, scale)),
         ("By material", material_table(counts, times)),
         ("By bitrate", bitrate_table(functions)),
         ("Elements", element_table(elements)),
         ("Functions", function_table(functions)),
         ("Instructions by function, callees included", stage_tables(frames=50)),
-        ("Bounds", bounds_table(counts, times, elements, scale)),
     ]
     text = f"{measure.machine()}\n\n"
     text += "\n".join(f"## {title}\n\n{content}" for title, content in sections)
