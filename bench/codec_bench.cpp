@@ -41,7 +41,7 @@ const std::int16_t* frame_samples(const Material& material, int frame) {
 std::vector<Payload> encode_material(const Material& material, int bitrate) {
   std::vector<Payload> payloads(FRAMES);
   g719_encoder* const encoder = g719_encoder_create(bitrate);
-  for (int i = 0; i < FRAMES; i++) {
+  for (int i = 0; i < FRAMES; ++i) {
     g719_encoder_encode(encoder, frame_samples(material, i),
                         payloads[static_cast<std::size_t>(i)].data());
   }

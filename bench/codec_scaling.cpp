@@ -35,7 +35,7 @@ void work(Worker* worker, const Material& material, std::atomic<int>* missing) {
   while (missing->load() > 0) {
   }
   const auto end = Clock::now() + WINDOW;
-  for (; Clock::now() < end; frames++) {
+  for (; Clock::now() < end; ++frames) {
     const int offset = material_offset(frames, FRAME_SAMPLES);
     g719_encoder_encode(worker->encoder, material.samples.data() + offset, bytes);
     g719_decoder_decode(worker->decoder, bytes, samples, 0);
@@ -47,14 +47,14 @@ void work(Worker* worker, const Material& material, std::atomic<int>* missing) {
 double window_throughput(std::vector<Worker>* workers, int count, const Material& material) {
   std::atomic<int> missing = count;
   std::vector<std::thread> threads;
-  for (int i = 1; i < count; i++) {
+  for (int i = 1; i < count; ++i) {
     threads.emplace_back(work, &(*workers)[static_cast<std::size_t>(i)], std::cref(material),
                          &missing);
   }
   work(&(*workers)[0], material, &missing);
   for (std::thread& thread : threads) thread.join();
   double frames = 0;
-  for (int i = 0; i < count; i++) frames += (*workers)[static_cast<std::size_t>(i)].frames;
+  for (int i = 0; i < count; ++i) frames += (*workers)[static_cast<std::size_t>(i)].frames;
   return frames / std::chrono::duration<double>(WINDOW).count();
 }
 
@@ -64,12 +64,12 @@ int main(int argc, char** argv) {
   const int windows = argc > 1 ? std::atoi(argv[1]) : 20;
   const Material material = load_material("music");
   std::vector<Worker> workers;
-  for (int i = 0; i < 2; i++) {
+  for (int i = 0; i < 2; ++i) {
     workers.push_back({g719_encoder_create(BITRATE), g719_decoder_create(BITRATE), 0});
   }
   double one = 0;
   double two = 0;
-  for (int window = 0; window < windows; window++) {
+  for (int window = 0; window < windows; ++window) {
     one = std::max(one, window_throughput(&workers, 1, material));
     two = std::max(two, window_throughput(&workers, 2, material));
   }

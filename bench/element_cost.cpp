@@ -101,7 +101,7 @@ double push_round(Bench* bench, const std::vector<GstBuffer*>& contents) {
 
 std::vector<GstBuffer*> pcm_buffers(const Material& material) {
   std::vector<GstBuffer*> buffers;
-  for (int i = 0; i < FRAMES; i++) {
+  for (int i = 0; i < FRAMES; ++i) {
     buffers.push_back(
         gst_buffer_new_memdup(material.samples.data() + material_offset(i, FRAME_SAMPLES),
                               FRAME_SAMPLES * sizeof(std::int16_t)));
@@ -112,7 +112,7 @@ std::vector<GstBuffer*> pcm_buffers(const Material& material) {
 double encode_round(g719_encoder* encoder, const Material& material) {
   std::uint8_t bytes[320];
   const double start = thread_microseconds();
-  for (int i = 0; i < FRAMES; i++) {
+  for (int i = 0; i < FRAMES; ++i) {
     g719_encoder_encode(encoder, material.samples.data() + material_offset(i, FRAME_SAMPLES),
                         bytes);
   }
@@ -123,7 +123,7 @@ double decode_round(g719_decoder* decoder, const std::vector<std::uint8_t>& payl
   std::int16_t samples[FRAME_SAMPLES];
   const std::size_t payload_bytes = payloads.size() / FRAMES;
   const double start = thread_microseconds();
-  for (std::size_t i = 0; i < FRAMES; i++) {
+  for (std::size_t i = 0; i < FRAMES; ++i) {
     g719_decoder_decode(decoder, &payloads[i * payload_bytes + PAYLOAD_HEADER_BYTES], samples, 0);
   }
   return thread_microseconds() - start;
@@ -179,7 +179,7 @@ void measure(const char* name, int rounds) {
 
   Least encode;
   Least decode;
-  for (int round = 0; round < rounds; round++) {
+  for (int round = 0; round < rounds; ++round) {
     encode.element = std::min(encode.element, push_round(&encoder, pcm));
     encode.identity = std::min(encode.identity, push_round(&pcm_identity, pcm));
     encode.codec = std::min(encode.codec, encode_round(codec_encoder, material));

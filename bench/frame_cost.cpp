@@ -30,7 +30,7 @@ struct Stream {
 };
 
 void encode_frames(Stream* stream, int first, int end) {
-  for (int i = first; i < end; i++) {
+  for (int i = first; i < end; ++i) {
     const int offset = material_offset(i, CODER_FRAME_SAMPLES);
     coder_encode(stream->coder, stream->material->samples.data() + offset,
                  stream->material->float_samples.data() + offset,
@@ -40,7 +40,7 @@ void encode_frames(Stream* stream, int first, int end) {
 
 int decode_frames(Stream* stream, int first, int end) {
   int samples = 0;
-  for (int i = first; i < end; i++) {
+  for (int i = first; i < end; ++i) {
     const Packet* const packet = &stream->packets[static_cast<std::size_t>(i)];
     if (packet->size > 0) samples += coder_decode(stream->coder, packet);
   }
@@ -50,7 +50,7 @@ int decode_frames(Stream* stream, int first, int end) {
 // A coder that fails, or that codes something else than was asked, would look fast.
 void check_stream(const Stream& stream, int first, int end, int decoded_samples) {
   double bits = 0;
-  for (int i = first; i < end; i++) bits += 8.0 * stream.packets[static_cast<std::size_t>(i)].size;
+  for (int i = first; i < end; ++i) bits += 8.0 * stream.packets[static_cast<std::size_t>(i)].size;
   const int samples = (end - first) * CODER_FRAME_SAMPLES;
   const double bitrate = bits * 48000 / samples;
   if (decoded_samples == samples && bitrate > 0.85 * stream.bitrate &&
@@ -93,7 +93,7 @@ void time_rounds(Stream* stream, const char* name, int rounds) {
   double decode_best = encode_best;
   encode_frames(stream, 0, end);
   decode_frames(stream, 0, end);
-  for (int round = 0; round < rounds; round++) {
+  for (int round = 0; round < rounds; ++round) {
     const double start = thread_microseconds();
     encode_frames(stream, 0, end);
     const double middle = thread_microseconds();

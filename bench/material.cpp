@@ -15,7 +15,7 @@ Material load_material(const char* name) {
     std::exit(1);
   }
   material.samples.reserve(MATERIAL_PERIOD + MATERIAL_FRAME_MAX);
-  for (int i = 0; i < MATERIAL_FRAME_MAX; i++) {
+  for (int i = 0; i < MATERIAL_FRAME_MAX; ++i) {
     material.samples.push_back(material.samples[static_cast<std::size_t>(i)]);
   }
   for (const std::int16_t sample : material.samples) {
