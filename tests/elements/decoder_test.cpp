@@ -133,7 +133,8 @@ TEST(Decoder, ShortPayloads) {
     Element decoder("zelg719dec");
     ASSERT_EQ(decoder.push(c.payload), GST_FLOW_OK);
     EXPECT_EQ(decoder.pull_bytes(), CodecStream(64000).decode(part(frames, 0, c.frames * 160)));
-    EXPECT_EQ(log.count(c.warning), 1);
+    // An empty buffer is nothing to the base class already.
+    EXPECT_EQ(log.count(c.warning), c.payload.empty() ? 0 : 1);
     EXPECT_EQ(decoder.error(), "");
     ASSERT_EQ(decoder.push(payload(0x40, 1, part(frames, 0, 160))), GST_FLOW_OK);
     EXPECT_EQ(decoder.pull().size(), 1U) << "the stream goes on";

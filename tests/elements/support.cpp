@@ -10,8 +10,10 @@
 
 #include "g719.h"
 
+std::string vector_path(const std::string& name) { return VECTOR_DIR "/" + name; }
+
 Bytes vector_file(const std::string& name) {
-  Bytes bytes = read_file(std::string(VECTOR_DIR) + "/" + name);
+  Bytes bytes = read_file(vector_path(name));
   EXPECT_FALSE(bytes.empty()) << name;
   return bytes;
 }

@@ -27,7 +27,8 @@ struct Rate {
 };
 inline constexpr Rate RATES[] = {{32000, 82, 0x20}, {48000, 122, 0x30}, {64000, 162, 0x40}};
 
-// A file of tests/vectors; an empty one fails the test.
+// A file of tests/vectors: where it lies, and what is in it. An empty one fails the test.
+std::string vector_path(const std::string& name);
 Bytes vector_file(const std::string& name);
 
 // Audio of every kind of loudness, tones and clicks, different for every seed.
