@@ -1,1 +1,85 @@
+#include <new>
+
 #include "../g719.h"
+#include "frame_decoder.h"
+#include "frame_encoder.h"
+
+using g719::Word16;
+
+namespace {
+
+bool is_supported(std::int32_t bitrate) {
+  return bitrate >= g719::MIN_BITRATE && bitrate <= g719::MAX_BITRATE &&
+         bitrate % g719::BITRATE_STEP == 0;
+}
+
+// A new record with its header set, or null.
+template <typename Instance>
+Instance* create(std::int32_t bitrate) {
+  if (!is_supported(bitrate)) return nullptr;
+  auto* instance = new (std::nothrow) Instance;
+  if (instance == nullptr) return nullptr;
+  instance->bitrate = bitrate;
+  instance->frame_bits = bitrate / 50;
+  instance->frame_bytes = instance->frame_bits / 8;
+  instance->frame_samples = g719::FRAME_SAMPLES;
+  return instance;
+}
+
+void pack(const Word16* bitstream, int frame_bytes, std::uint8_t* bytes) {
+  for (int i = 0; i < frame_bytes; ++i) {
+    unsigned byte = 0;
+    for (int bit = 0; bit < 8; ++bit) {
+      byte = byte << 1 | (bitstream[8 * i + bit] == g719::SOFT_BIT_ONE ? 1U : 0U);
+    }
+    bytes[i] = static_cast<std::uint8_t>(byte);
+  }
+}
+
+void unpack(const std::uint8_t* bytes, int frame_bytes, Word16* bitstream) {
+  for (int i = 0; i < 8 * frame_bytes; ++i) {
+    const bool bit = (bytes[i / 8] & (0x80 >> (i % 8))) != 0;
+    bitstream[i] = bit ? g719::SOFT_BIT_ONE : g719::SOFT_BIT_ZERO;
+  }
+}
+
+}  // namespace
+
+g719_encoder* g719_encoder_create(std::int32_t bitrate) {
+  auto* encoder = create<g719_encoder>(bitrate);
+  if (encoder != nullptr) {
+    g719::init_encoder_state(&encoder->state, static_cast<Word16>(encoder->frame_bits));
+  }
+  return encoder;
+}
+
+g719_decoder* g719_decoder_create(std::int32_t bitrate) {
+  auto* decoder = create<g719_decoder>(bitrate);
+  if (decoder != nullptr) {
+    g719::init_decoder_state(&decoder->state, static_cast<Word16>(decoder->frame_bits));
+  }
+  return decoder;
+}
+
+void g719_encoder_encode(g719_encoder* encoder, const std::int16_t* samples, std::uint8_t* bytes) {
+  g719::encode_frame(samples, encoder->bitstream, &encoder->state);
+  pack(encoder->bitstream, encoder->frame_bytes, bytes);
+}
+
+void g719_decoder_decode(g719_decoder* decoder, const std::uint8_t* bytes, std::int16_t* samples,
+                         std::int32_t erasure_flag) {
+  unpack(bytes, decoder->frame_bytes, decoder->bitstream);
+  g719::decode_frame(decoder->bitstream, erasure_flag != 0, samples, &decoder->state);
+}
+
+std::int32_t g719_encoder_frame_samples(const g719_encoder* encoder) {
+  return encoder->frame_samples;
+}
+std::int32_t g719_encoder_frame_bytes(const g719_encoder* encoder) { return encoder->frame_bytes; }
+std::int32_t g719_decoder_frame_samples(const g719_decoder* decoder) {
+  return decoder->frame_samples;
+}
+std::int32_t g719_decoder_frame_bytes(const g719_decoder* decoder) { return decoder->frame_bytes; }
+
+void g719_encoder_destroy(g719_encoder* encoder) { delete encoder; }
+void g719_decoder_destroy(g719_decoder* decoder) { delete decoder; }

@@ -1,0 +1,94 @@
+#include "spectrum_decoder.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "../frame/soft_bits.h"
+#include "../lattice/coef_coding.h"
+#include "../lattice/lattice_decoder.h"
+#include "../operators/quiet_operators.h"
+#include "band_layout.h"
+#include "bit_allocation.h"
+#include "norm_coding.h"
+
+namespace g719 {
+
+using namespace quiet;
+
+namespace {
+
+Word16 read_field(const Word16*& position, Word16 width) {
+  Word16 value = 0;
+  read_soft_bits(position, width, &value);
+  position += width;
+  return value;
+}
+
+// Reads the 43 differences and returns their bits.
+Word16 read_norm_deltas(const Word16*& position, bool huffman, Word16* deltas) {
+  Word16 bits = FIXED_NORM_BITS;
+  if (huffman) {
+    decode_norm_huffman(position, NUM_BANDS, deltas);
+    bits = norm_huffman_bits(deltas);
+  } else {
+    read_soft_bit_array(position, NUM_NORM_DELTAS, NORM_DELTA_BITS, deltas);
+  }
+  position += bits;
+  return bits;
+}
+
+// Norms and levels in band order.
+void restore_norms(const Word16* deltas, Word16 first_norm, Word16 transient_flag,
+                   Word16* norm_index, Word16* levels) {
+  if (transient_flag != 0) {
+    Word16 ordered[NUM_BANDS];
+    decode_norm_deltas(deltas, first_norm, ordered);
+    restore_transient_norms(ordered, norm_index, levels);
+    return;
+  }
+  decode_norm_deltas(deltas, first_norm, norm_index);
+  for (int b = 0; b < NUM_BANDS; ++b) levels[b] = NORM_LEVEL_TABLE[norm_index[b]];
+}
+
+}  // namespace
+
+void decode_spectrum(const Word16*& position, Word16* norm_coefs, Word16* band_bits,
+                     Word16 spectral_budget, Word16* norm_index, Word16 transient_flag) {
+  const Word16 coded_bands = read_field(position, 1) != 0 ? NUM_BANDS : NUM_LOW_BANDS;
+  const bool norm_huffman_flag = read_field(position, 1) != 0;
+  const Word16 coef_huffman_flag = read_field(position, 1);
+
+  const Word16 first_norm = read_field(position, FIRST_NORM_BITS);
+  Word16 deltas[NUM_NORM_DELTAS];
+  const Word16 norm_bits = read_norm_deltas(position, norm_huffman_flag, deltas);
+  Word16 levels[NUM_BANDS];
+  restore_norms(deltas, first_norm, transient_flag, norm_index, levels);
+
+  Word16 band_weight[NUM_BANDS];
+  Word16 band_order[NUM_BANDS];
+  std::iota(band_order, band_order + coded_bands, Word16{0});
+  compute_band_weights(levels, band_weight, transient_flag);
+  sort_bands_by_weight(band_weight, coded_bands, band_order);
+  const Word16 alloc_budget =
+      sub(sub(sub(spectral_budget, NUM_SPECTRAL_FLAGS), FIRST_NORM_BITS), norm_bits);
+  std::fill_n(band_bits, NUM_BANDS, Word16{0});
+  allocate_bits(band_weight, band_order, alloc_budget, coded_bands, MAX_BAND_BITS, band_bits);
+
+  Word16 coef_index[NUM_CODED_COEFS];
+  Word16 used = 0;
+  for (int i = 0; i < coded_groups(coded_bands); ++i) {
+    const BandGroup& g = BAND_GROUPS[i];
+    const Word16 consumed = read_coef_fields(band_bits, position, coef_huffman_flag, g.first_coef,
+                                             g.first_band, g.end_band, g.width, coef_index);
+    position += consumed;
+    used = add(used, consumed);
+  }
+  for (const BandGroup& g : BAND_GROUPS) {
+    dequantize_band_group(coef_index + g.first_coef, band_bits, g.first_band, g.end_band, g.width,
+                          norm_coefs + g.first_coef);
+  }
+  decode_leftover_bands(band_bits, band_order, coef_index, position, norm_coefs, coded_bands,
+                        sub(alloc_budget, used));
+}
+
+}  // namespace g719

@@ -1,0 +1,25 @@
+// Block floating point around the transforms: one shift for all values of a frame.
+#pragma once
+
+#include <algorithm>
+
+#include "../operators/quiet_operators.h"
+
+namespace g719 {
+
+// The left shift that brings the largest magnitude to full scale; 0 when all are 0.
+inline Word16 headroom(const Word32* values, int count) {
+  Word32 largest = 0;
+  for (int i = 0; i < count; ++i) largest = std::max(largest, quiet::L_abs(values[i]));
+  return quiet::norm_l(largest);
+}
+
+inline void shift_left(Word32* values, int count, Word16 shift) {
+  for (int i = 0; i < count; ++i) values[i] = quiet::L_shl(values[i], shift);
+}
+
+inline void shift_right(Word32* values, int count, Word16 shift) {
+  for (int i = 0; i < count; ++i) values[i] = quiet::L_shr(values[i], shift);
+}
+
+}  // namespace g719

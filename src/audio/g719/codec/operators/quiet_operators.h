@@ -1,0 +1,116 @@
+// The results of the basic operators, without their flags: pure functions that inline, vectorise
+// and run at compile time. The codec computes with these; basic_operators.h holds the same
+// operators with the flags that their definition also writes.
+//
+// Shifts right floor. Everything that can leave its range saturates.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+
+#include "../word.h"
+
+namespace g719 {
+
+inline constexpr Word16 MAX_16 = 32767;
+inline constexpr Word16 MIN_16 = -32768;
+inline constexpr Word32 MAX_32 = 2147483647;
+inline constexpr Word32 MIN_32 = -MAX_32 - 1;
+
+namespace quiet {
+
+// The low 32 bits of an unsigned sum or product, read as signed.
+constexpr Word32 wrapped(std::uint32_t bits) { return static_cast<Word32>(bits); }
+constexpr std::uint32_t bits_of(Word32 value) { return static_cast<std::uint32_t>(value); }
+
+constexpr Word16 saturate(Word32 value) {
+  return static_cast<Word16>(std::clamp<Word32>(value, MIN_16, MAX_16));
+}
+constexpr Word32 L_saturate(std::int64_t value) {
+  return static_cast<Word32>(std::clamp<std::int64_t>(value, MIN_32, MAX_32));
+}
+
+constexpr Word16 extract_h(Word32 value) { return static_cast<Word16>(value >> 16); }
+constexpr Word16 extract_l(Word32 value) { return static_cast<Word16>(value); }
+
+constexpr Word16 add(Word16 a, Word16 b) { return saturate(a + b); }
+constexpr Word16 sub(Word16 a, Word16 b) { return saturate(a - b); }
+constexpr Word16 abs_s(Word16 a) { return saturate(a < 0 ? -a : a); }
+constexpr Word16 mult(Word16 a, Word16 b) { return saturate((a * b) >> 15); }
+
+constexpr Word16 shr(Word16 a, Word16 n);
+// a * 2^n; negative n shifts right.
+constexpr Word16 shl(Word16 a, Word16 n) {
+  if (n < 0) return shr(a, static_cast<Word16>(-std::max<Word32>(n, -16)));
+  return saturate(a * (1 << std::min<Word32>(n, 16)));
+}
+constexpr Word16 shr(Word16 a, Word16 n) {
+  if (n < 0) return shl(a, static_cast<Word16>(-std::max<Word32>(n, -16)));
+  return static_cast<Word16>(a >> std::min<Word32>(n, 15));
+}
+// Shift right, half rounded up; 0 for n > 15.
+constexpr Word16 shr_r(Word16 a, Word16 n) {
+  if (n > 15) return 0;
+  if (n <= 0) return shr(a, n);
+  return static_cast<Word16>((a >> n) + ((a >> (n - 1)) & 1));
+}
+
+// a + b: where the wrapped sum has the wrong sign, all bits become those of the limit.
+constexpr Word32 L_add(Word32 a, Word32 b) {
+  const Word32 sum = wrapped(bits_of(a) + bits_of(b));
+  const Word32 overflow = (~(a ^ b) & (a ^ sum)) >> 31;
+  return (sum & ~overflow) | (((a >> 31) ^ MAX_32) & overflow);
+}
+constexpr Word32 L_sub(Word32 a, Word32 b) {
+  const Word32 difference = wrapped(bits_of(a) - bits_of(b));
+  const Word32 overflow = ((a ^ b) & (a ^ difference)) >> 31;
+  return (difference & ~overflow) | (((a >> 31) ^ MAX_32) & overflow);
+}
+constexpr Word32 L_negate(Word32 a) { return a == MIN_32 ? MAX_32 : -a; }
+constexpr Word32 L_abs(Word32 a) { return a < 0 ? L_negate(a) : a; }
+
+constexpr Word32 L_mult0(Word16 a, Word16 b) { return a * b; }
+constexpr Word32 L_mult(Word16 a, Word16 b) { return L_add(a * b, a * b); }
+constexpr Word32 L_mac0(Word32 sum, Word16 a, Word16 b) { return L_add(sum, a * b); }
+constexpr Word32 L_msu0(Word32 sum, Word16 a, Word16 b) { return L_sub(sum, a * b); }
+
+constexpr Word32 L_shr(Word32 a, Word16 n);
+// a * 2^n; n <= 0 shifts right.
+constexpr Word32 L_shl(Word32 a, Word16 n) {
+  if (n <= 0) return L_shr(a, static_cast<Word16>(-std::max<Word32>(n, -32)));
+  return L_saturate(std::int64_t{a} * (std::int64_t{1} << std::min<Word32>(n, 32)));
+}
+constexpr Word32 L_shr(Word32 a, Word16 n) {
+  if (n < 0) return L_shl(a, static_cast<Word16>(-std::max<Word32>(n, -32)));
+  return a >> std::min<Word32>(n, 31);
+}
+// Shift right, half rounded up; 0 for n > 31.
+constexpr Word32 L_shr_r(Word32 a, Word16 n) {
+  if (n > 31) return 0;
+  if (n <= 0) return L_shr(a, n);
+  return (a >> n) + ((a >> (n - 1)) & 1);
+}
+
+// Upper half, half rounded up.
+constexpr Word16 round(Word32 a) { return extract_h(L_add(a, 0x8000)); }
+
+// (a * v) >> 15 from the two halves of a. The sum of the partial products fits 32 bits but for
+// a < -2^31 + 2^16 with v = -32768, where the doubled upper product saturates to 2^31 - 1.
+constexpr Word32 L_mls(Word32 a, Word16 v) {
+  const Word32 upper = a >> 16;
+  const Word32 lower = ((a & 0xffff) * v) >> 15;
+  const std::uint32_t saturates = upper == MIN_16 && v == MIN_16 ? 1 : 0;
+  return wrapped(bits_of(lower) + 2 * bits_of(upper * v) - saturates);
+}
+
+// Left shifts that bring the value to full scale; 0 for 0.
+constexpr Word16 norm_l(Word32 a) {
+  return a == 0 ? Word16{0} : static_cast<Word16>(std::countl_zero(bits_of(a ^ (a >> 31))) - 1);
+}
+constexpr Word16 norm_s(Word16 a) {
+  return a == 0 ? Word16{0} : static_cast<Word16>(norm_l(a) - 16);
+}
+
+}  // namespace quiet
+}  // namespace g719

@@ -1,0 +1,81 @@
+#include "inverse_transform.h"
+
+#include <algorithm>
+
+#include "../operators/quiet_operators.h"
+#include "dct4.h"
+#include "windows.h"
+
+namespace g719 {
+
+using namespace quiet;
+
+namespace {
+
+constexpr int SHORT = 240;       // coefficients of a short block
+constexpr int HALF = SHORT / 2;  // its overlap with each neighbour
+
+// Undoes the fold of a block of 2 `half` values into 4 `half` aliased ones.
+void unfold_block(const Word32* block, int half, Word32* aliased) {
+  for (int k = 0; k < half; ++k) {
+    aliased[k] = block[half + k];
+    aliased[half + k] = L_sub(0, block[2 * half - 1 - k]);
+    aliased[2 * half + k] = L_sub(0, block[half - 1 - k]);
+    aliased[3 * half + k] = L_sub(0, block[k]);
+  }
+}
+void unfold_short_block(const Word32* block, Word32* aliased) {
+  unfold_block(block, HALF, aliased);
+}
+void unfold_long_block(const Word32* block, Word32* aliased) {
+  unfold_block(block, FRAME_SAMPLES / 2, aliased);
+}
+
+void transform_long(Word32* spectrum, Word32* aliased) {
+  Word32 block[FRAME_SAMPLES];
+  dct4_960(spectrum, block);
+  for (int n = 0; n < FRAME_SAMPLES; ++n) block[n] = L_shr(block[n], 1);
+  unfold_long_block(block, aliased);
+}
+
+// frame[0..] += aliased[first..end - 1] under its window.
+void overlap_add(const Word32* aliased, int first, int end, Word32* frame) {
+  for (int n = first; n < end; ++n, ++frame) {
+    *frame = L_add(*frame, L_mls(aliased[n], SYNTHESIS_SHORT_WINDOW[n]));
+  }
+}
+
+// Short block b covers samples 240 b - 120 to 240 b + 359 of the frame in reversed time. The first
+// and the last have no neighbour on one side: there the window is 1 within the frame and 0 beyond.
+void transform_four_short(const Word32* spectrum, Word32* aliased) {
+  Word32 frame[FRAME_SAMPLES] = {};
+  for (int b = 0; b < 4; ++b) {
+    Word32 block[SHORT];
+    Word32 unfolded[2 * SHORT];
+    dct4_240(spectrum + b * SHORT, block);
+    unfold_short_block(block, unfolded);
+    if (b == 0) {
+      std::copy_n(unfolded + HALF, HALF, frame);
+      overlap_add(unfolded, SHORT, 2 * SHORT, frame + HALF);
+    } else if (b == 3) {
+      overlap_add(unfolded, 0, SHORT, frame + 3 * SHORT - HALF);
+      std::copy_n(unfolded + SHORT, HALF, frame + FRAME_SAMPLES - HALF);
+    } else {
+      overlap_add(unfolded, 0, 2 * SHORT, frame + b * SHORT - HALF);
+    }
+  }
+  std::reverse(frame, frame + FRAME_SAMPLES);
+  unfold_long_block(frame, aliased);
+}
+
+}  // namespace
+
+void inverse_transform(Word32* spectrum, Word32* aliased, Word16 transient_flag) {
+  if (transient_flag != 0) {
+    transform_four_short(spectrum, aliased);
+  } else {
+    transform_long(spectrum, aliased);
+  }
+}
+
+}  // namespace g719
