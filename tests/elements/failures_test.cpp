@@ -1,15 +1,17 @@
 // What the elements do when memory cannot be had or cannot be mapped. The plug-in is linked in
-// here, registered by hand, with the codec's create calls in the test's power.
+// here, registered by hand, with create and the base classes' allocation in the test's power.
+#include <gst/audio/gstaudiodecoder.h>
 #include <gst/audio/gstaudioencoder.h>
 
 #include "g719.h"
 #include "support.h"
 
-extern "C" GST_PLUGIN_STATIC_DECLARE(zelg719_avx);
-
 static bool create_fails = false;
+static bool output_allocation_fails = false;
 
 extern "C" {
+
+GST_PLUGIN_STATIC_DECLARE(zelg719_avx);
 
 g719_encoder* __real__Z19g719_encoder_createi(std::int32_t bitrate);
 g719_decoder* __real__Z19g719_decoder_createi(std::int32_t bitrate);
@@ -21,14 +23,26 @@ g719_encoder* __wrap__Z19g719_encoder_createi(std::int32_t bitrate) {
 g719_decoder* __wrap__Z19g719_decoder_createi(std::int32_t bitrate) {
   return create_fails ? nullptr : __real__Z19g719_decoder_createi(bitrate);
 }
+
+GstBuffer* __real_gst_audio_encoder_allocate_output_buffer(GstAudioEncoder* base, gsize size);
+GstBuffer* __real_gst_audio_decoder_allocate_output_buffer(GstAudioDecoder* base, gsize size);
+
+GstBuffer* __wrap_gst_audio_encoder_allocate_output_buffer(GstAudioEncoder* base, gsize size) {
+  if (output_allocation_fails) return nullptr;
+  return __real_gst_audio_encoder_allocate_output_buffer(base, size);
+}
+
+GstBuffer* __wrap_gst_audio_decoder_allocate_output_buffer(GstAudioDecoder* base, gsize size) {
+  if (output_allocation_fails) return nullptr;
+  return __real_gst_audio_decoder_allocate_output_buffer(base, size);
+}
 }
 
 namespace {
 
-// Memory that is there but cannot be mapped, or an allocator that gives none.
+// Gives memory that cannot be mapped.
 struct BrokenAllocator {
   GstAllocator parent;
-  gboolean gives_memory;
 };
 struct BrokenAllocatorClass {
   GstAllocatorClass parent_class;
@@ -36,7 +50,6 @@ struct BrokenAllocatorClass {
 G_DEFINE_TYPE(BrokenAllocator, broken_allocator, GST_TYPE_ALLOCATOR)
 
 GstMemory* broken_alloc(GstAllocator* allocator, gsize size, GstAllocationParams*) {
-  if (!reinterpret_cast<BrokenAllocator*>(allocator)->gives_memory) return nullptr;
   auto* memory = g_new0(GstMemory, 1);
   gst_memory_init(memory, GST_MEMORY_FLAG_NO_SHARE, allocator, nullptr, size, 0, 0, size);
   return memory;
@@ -54,29 +67,22 @@ void broken_allocator_init(BrokenAllocator* self) {
   GST_OBJECT_FLAG_SET(self, GST_ALLOCATOR_FLAG_CUSTOM_ALLOC);
 }
 
-GstAllocator* new_broken_allocator(gboolean gives_memory) {
-  auto* self = static_cast<BrokenAllocator*>(g_object_new(broken_allocator_get_type(), nullptr));
-  self->gives_memory = gives_memory;
-  return GST_ALLOCATOR(gst_object_ref_sink(self));
+GstAllocator* new_broken_allocator() {
+  return GST_ALLOCATOR(gst_object_ref_sink(g_object_new(broken_allocator_get_type(), nullptr)));
 }
 
 GstBuffer* new_unmappable_buffer(gsize size) {
-  GstAllocator* allocator = new_broken_allocator(TRUE);
+  GstAllocator* allocator = new_broken_allocator();
   GstBuffer* buffer = gst_buffer_new();
   gst_buffer_append_memory(buffer, broken_alloc(allocator, size, nullptr));
   gst_object_unref(allocator);
   return buffer;
 }
 
-void allocate_downstream_from(Element& element, gboolean gives_memory) {
-  gst_harness_set_propose_allocator(element.h, new_broken_allocator(gives_memory), nullptr);
-}
-
-// Maps that fail are reported by GStreamer with a critical warning or an error in its log.
 class Failures : public testing::Test {
  protected:
   static void SetUpTestSuite() { GST_PLUGIN_STATIC_REGISTER(zelg719_avx); }
-  void TearDown() override { create_fails = false; }
+  void TearDown() override { create_fails = output_allocation_fails = false; }
 };
 
 TEST_F(Failures, EncoderCannotBeCreatedAtStart) {
@@ -144,25 +150,24 @@ TEST_F(Failures, DecoderInputCannotBeMapped) {
 
 TEST_F(Failures, OutputCannotBeMapped) {
   Element encoder("zelg719enc");
-  allocate_downstream_from(encoder, TRUE);
+  gst_harness_set_propose_allocator(encoder.h, new_broken_allocator(), nullptr);
   EXPECT_EQ(encoder.push(test_audio(1, 1)), GST_FLOW_ERROR);
   EXPECT_EQ(encoder.error(), "Could not map the buffer for the payload.");
 
   Element decoder("zelg719dec");
-  allocate_downstream_from(decoder, TRUE);
+  gst_harness_set_propose_allocator(decoder.h, new_broken_allocator(), nullptr);
   EXPECT_EQ(decoder.push(payload(0x40, 1, Bytes(160))), GST_FLOW_ERROR);
   EXPECT_EQ(decoder.error(), "Could not map the buffer for the audio.");
 }
 
 TEST_F(Failures, OutputCannotBeAllocated) {
   LogCapture encoder_log("g719enc"), decoder_log("g719dec");
+  output_allocation_fails = true;
   Element encoder("zelg719enc");
-  allocate_downstream_from(encoder, FALSE);
   EXPECT_EQ(encoder.push(test_audio(1, 1)), GST_FLOW_ERROR);
   EXPECT_EQ(encoder_log.count("DEBUG failed to alloc buffer"), 1);
 
   Element decoder("zelg719dec");
-  allocate_downstream_from(decoder, FALSE);
   EXPECT_EQ(decoder.push(payload(0x40, 1, Bytes(160))), GST_FLOW_ERROR);
   EXPECT_EQ(decoder_log.count("WARN failed to allocate buffer"), 1);
 }

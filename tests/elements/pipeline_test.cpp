@@ -169,7 +169,7 @@ TEST(Pipeline, SixtyFourAtOnce) {
     Passed encoded, decoded;
   };
   const auto make = [](guint i, Stream* stream) {
-    const char* const WAVES[] = {"sine", "square", "saw", "ticks"};
+    const char* const WAVES[] = {"sine", "square", "saw", "triangle"};
     const std::string line = std::string("audiotestsrc num-buffers=40 wave=") + WAVES[i % 4] +
                              " freq=" + std::to_string(100 + 97 * i) +
                              " ! audio/x-raw,rate=48000,channels=1 ! zelg719enc name=enc bitrate=" +
