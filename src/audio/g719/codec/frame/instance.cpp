@@ -3,10 +3,24 @@
 #include "../g719.h"
 #include "frame_decoder.h"
 #include "frame_encoder.h"
+#include "processor_level.h"
 
 using g719::Word16;
 
+// The copy of the codec for processors with AVX2; it works on the same records.
+#ifdef G719_HAS_AVX2
+namespace g719_avx2 {
+void encode_frame(const Word16* samples, Word16* bitstream, g719_encoder_state* state);
+void decode_frame(const Word16* bitstream, Word16 erasure_flag, Word16* samples,
+                  g719_decoder_state* state);
+}  // namespace g719_avx2
+#else
+namespace g719_avx2 = g719;
+#endif
+
 namespace {
+
+bool has_avx2() { return processor_level() == ProcessorLevel::AVX2; }
 
 bool is_supported(std::int32_t bitrate) {
   return bitrate >= g719::MIN_BITRATE && bitrate <= g719::MAX_BITRATE &&
@@ -62,14 +76,16 @@ g719_decoder* g719_decoder_create(std::int32_t bitrate) {
 }
 
 void g719_encoder_encode(g719_encoder* encoder, const std::int16_t* samples, std::uint8_t* bytes) {
-  g719::encode_frame(samples, encoder->bitstream, &encoder->state);
+  const auto encode_frame = has_avx2() ? g719_avx2::encode_frame : g719::encode_frame;
+  encode_frame(samples, encoder->bitstream, &encoder->state);
   pack(encoder->bitstream, encoder->frame_bytes, bytes);
 }
 
 void g719_decoder_decode(g719_decoder* decoder, const std::uint8_t* bytes, std::int16_t* samples,
                          std::int32_t erasure_flag) {
   unpack(bytes, decoder->frame_bytes, decoder->bitstream);
-  g719::decode_frame(decoder->bitstream, erasure_flag != 0, samples, &decoder->state);
+  const auto decode_frame = has_avx2() ? g719_avx2::decode_frame : g719::decode_frame;
+  decode_frame(decoder->bitstream, erasure_flag != 0, samples, &decoder->state);
 }
 
 std::int32_t g719_encoder_frame_samples(const g719_encoder* encoder) {

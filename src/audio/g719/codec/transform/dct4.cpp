@@ -1,73 +1,178 @@
 #include "dct4.h"
 
-#include "complex.h"
-#include "fft120.h"
+#include <array>
 
-// Both transforms run through a complex FFT of half their size between two rotations.
+#include "fft120.h"
+#include "sums.h"
+#include "twiddles.h"
+
+// Both transforms run through a complex FFT of half their size between two rotations. All loops
+// work on separate arrays of real and imaginary parts; bringing values into and out of this order
+// is a loop of its own.
 
 namespace g719 {
 
-using namespace quiet;
-
 namespace {
 
-constexpr int QUARTER = 120;  // points of one FFT
+constexpr int QUARTER = 120;  // points of one of the four FFTs that run side by side
+constexpr int POINTS = 4 * QUARTER;
 
-template <std::size_t HALF>
-void pre_rotate(const Word32* x, const std::array<Twiddle, HALF>& twiddles, Complex* z) {
-  for (int k = 0; k < int{HALF}; ++k) {
-    z[k] = complex_mul({x[2 * k], x[2 * HALF - 1 - 2 * k]}, twiddles[k]);
+// Real and imaginary parts of a twiddle table in arrays of their own.
+template <std::size_t SIZE>
+struct SplitTwiddles {
+  Word16 re[SIZE];
+  Word16 im[SIZE];
+};
+
+template <std::size_t SIZE>
+constexpr SplitTwiddles<SIZE> split(const std::array<Twiddle, SIZE>& twiddles) {
+  SplitTwiddles<SIZE> table{};
+  for (std::size_t k = 0; k < SIZE; ++k) {
+    table.re[k] = twiddles[k].re;
+    table.im[k] = twiddles[k].im;
   }
+  return table;
 }
 
-template <std::size_t HALF>
-void post_rotate(const Complex* z, const std::array<Twiddle, HALF>& twiddles, Word32* X) {
-  for (int k = 0; k < int{HALF}; ++k) {
-    const Complex turned = complex_mul(z[k], twiddles[k]);
-    X[2 * k] = turned.re;
-    X[2 * HALF - 1 - 2 * k] = L_negate(turned.im);
-  }
-}
+constexpr auto PRE_960 = split(DCT960_PRE_TWIDDLE);
+constexpr auto POST_960 = split(DCT960_POST_TWIDDLE);
+constexpr auto PRE_240 = split(DCT240_PRE_TWIDDLE);
+constexpr auto POST_240 = split(DCT240_POST_TWIDDLE);
 
-// Decimation in frequency: leaves the outputs 4 m + r of the 480-point FFT to the r-th quarter.
-void radix4(Complex* z) {
+// Column r of the radix-4 twiddles.
+constexpr SplitTwiddles<QUARTER> radix4_column(int r) {
+  SplitTwiddles<QUARTER> table{};
   for (int k = 0; k < QUARTER; ++k) {
-    const Complex z0 = z[k];
-    const Complex z1 = z[QUARTER + k];
-    const Complex z2 = z[2 * QUARTER + k];
-    const Complex z3 = z[3 * QUARTER + k];
-    const Complex t1 = complex_add(z0, z2);
-    const Complex t2 = complex_sub(z0, z2);
-    const Complex t3 = complex_add(z1, z3);
-    const Word32 dr = L_sub(z3.re, z1.re);
-    const Word32 di = L_negate(L_sub(z3.im, z1.im));
-    const auto& w = FFT480_TWIDDLE[k];
-    z[k] = complex_add(t1, t3);
-    z[QUARTER + k] = complex_mul({L_add(t2.re, di), L_add(t2.im, dr)}, w[1]);
-    z[2 * QUARTER + k] = complex_mul(complex_sub(t1, t3), w[2]);
-    z[3 * QUARTER + k] = complex_mul({L_sub(t2.re, di), L_sub(t2.im, dr)}, w[3]);
+    table.re[k] = FFT480_TWIDDLE[k][r].re;
+    table.im[k] = FFT480_TWIDDLE[k][r].im;
+  }
+  return table;
+}
+constexpr std::array RADIX4 = {radix4_column(1), radix4_column(2), radix4_column(3)};
+
+template <typename Sums, std::size_t SIZE>
+Word32 rotated_re(const SplitTwiddles<SIZE>& w, int k, Word32 re, Word32 im) {
+  return Sums::sub(Sums::scale(re, w.re[k]), Sums::scale(im, w.im[k]));
+}
+template <typename Sums, std::size_t SIZE>
+Word32 rotated_im(const SplitTwiddles<SIZE>& w, int k, Word32 re, Word32 im) {
+  return Sums::add(Sums::scale(re, w.im[k]), Sums::scale(im, w.re[k]));
+}
+
+// Value k is (x[2 k], x[2 SIZE - 1 - 2 k]), rotated.
+template <typename Sums, std::size_t SIZE>
+void pre_rotate(const Word32* x, const SplitTwiddles<SIZE>& w, Word32* re, Word32* im) {
+  constexpr int COUNT = SIZE;
+  Word32 backwards[COUNT];
+  for (int k = 0; k < COUNT; ++k) backwards[COUNT - 1 - k] = x[2 * k + 1];
+  for (int k = 0; k < COUNT; ++k) {
+    re[k] = rotated_re<Sums>(w, k, x[2 * k], backwards[k]);
+    im[k] = rotated_im<Sums>(w, k, x[2 * k], backwards[k]);
+  }
+}
+
+// The rotated value k gives X[2 k] and, negated, X[2 SIZE - 1 - 2 k].
+template <typename Sums, std::size_t SIZE>
+void post_rotate(const Word32* re, const Word32* im, const SplitTwiddles<SIZE>& w, Word32* X) {
+  constexpr int COUNT = SIZE;
+  Word32 even[COUNT];
+  Word32 backwards[COUNT];
+  for (int k = 0; k < COUNT; ++k) {
+    even[k] = rotated_re<Sums>(w, k, re[k], im[k]);
+    backwards[k] = Sums::negate(rotated_im<Sums>(w, k, re[k], im[k]));
+  }
+  for (int k = 0; k < COUNT; ++k) {
+    X[2 * k] = even[k];
+    X[2 * k + 1] = backwards[COUNT - 1 - k];
+  }
+}
+
+// Decimation in frequency, in place: leaves the outputs 4 m + r of the 480-point FFT to the r-th
+// quarter.
+template <typename Sums>
+void radix4(Word32* re, Word32* im) {
+  const auto turn = [re, im](int r, int k, Word32 y_re, Word32 y_im) {
+    re[r * QUARTER + k] = rotated_re<Sums>(RADIX4[r - 1], k, y_re, y_im);
+    im[r * QUARTER + k] = rotated_im<Sums>(RADIX4[r - 1], k, y_re, y_im);
+  };
+  for (int k = 0; k < QUARTER; ++k) {
+    const Word32 even_re = Sums::add(re[k], re[2 * QUARTER + k]);
+    const Word32 even_im = Sums::add(im[k], im[2 * QUARTER + k]);
+    const Word32 apart_re = Sums::sub(re[k], re[2 * QUARTER + k]);
+    const Word32 apart_im = Sums::sub(im[k], im[2 * QUARTER + k]);
+    const Word32 odd_re = Sums::add(re[QUARTER + k], re[3 * QUARTER + k]);
+    const Word32 odd_im = Sums::add(im[QUARTER + k], im[3 * QUARTER + k]);
+    const Word32 dr = Sums::sub(re[3 * QUARTER + k], re[QUARTER + k]);
+    const Word32 di = Sums::negate(Sums::sub(im[3 * QUARTER + k], im[QUARTER + k]));
+    re[k] = Sums::add(even_re, odd_re);
+    im[k] = Sums::add(even_im, odd_im);
+    turn(1, k, Sums::add(apart_re, di), Sums::add(apart_im, dr));
+    turn(2, k, Sums::sub(even_re, odd_re), Sums::sub(even_im, odd_im));
+    turn(3, k, Sums::sub(apart_re, di), Sums::sub(apart_im, dr));
+  }
+}
+
+// Four runs of 120 values to 120 rows of four, the order of fft120, and back.
+void to_rows(const Word32* runs, Word32* rows) {
+  for (int k = 0; k < QUARTER; ++k) {
+    for (int r = 0; r < 4; ++r) rows[4 * k + r] = runs[r * QUARTER + k];
+  }
+}
+void to_runs(const Word32* rows, Word32* runs) {
+  for (int k = 0; k < QUARTER; ++k) {
+    for (int r = 0; r < 4; ++r) runs[r * QUARTER + k] = rows[4 * k + r];
+  }
+}
+
+template <typename Sums>
+void transform_960(const Word32* x, Word32* X) {
+  Word32 re[POINTS];
+  Word32 im[POINTS];
+  Word32 row_re[POINTS];
+  Word32 row_im[POINTS];
+  pre_rotate<Sums>(x, PRE_960, re, im);
+  radix4<Sums>(re, im);
+  to_rows(re, row_re);
+  to_rows(im, row_im);
+  fft120<Sums>(row_re, row_im);
+  post_rotate<Sums>(row_re, row_im, POST_960, X);  // row m holds the outputs 4 m to 4 m + 3
+}
+
+template <typename Sums>
+void transform_four_240(const Word32* x, Word32* X) {
+  Word32 re[POINTS];
+  Word32 im[POINTS];
+  Word32 row_re[POINTS];
+  Word32 row_im[POINTS];
+  for (int b = 0; b < 4; ++b) {
+    pre_rotate<Sums>(x + b * 240, PRE_240, re + b * QUARTER, im + b * QUARTER);
+  }
+  to_rows(re, row_re);
+  to_rows(im, row_im);
+  fft120<Sums>(row_re, row_im);
+  to_runs(row_re, re);
+  to_runs(row_im, im);
+  for (int b = 0; b < 4; ++b) {
+    post_rotate<Sums>(re + b * QUARTER, im + b * QUARTER, POST_240, X + b * 240);
   }
 }
 
 }  // namespace
 
-void dct4_240(const Word32* x, Word32* X) {
-  Complex z[QUARTER];
-  pre_rotate(x, DCT240_PRE_TWIDDLE, z);
-  fft120(z);
-  post_rotate(z, DCT240_POST_TWIDDLE, X);
+void dct4_960(const Word32* x, Word32* X) {
+  if (sums_fit(x, 960)) {
+    transform_960<PlainSums>(x, X);
+  } else {
+    transform_960<SaturatingSums>(x, X);
+  }
 }
 
-void dct4_960(Word32* x, Word32* X) {
-  Complex z[4 * QUARTER];
-  pre_rotate(x, DCT960_PRE_TWIDDLE, z);
-  radix4(z);
-  Complex interleaved[4 * QUARTER];
-  for (int r = 0; r < 4; ++r) {
-    fft120(z + r * QUARTER);
-    for (int m = 0; m < QUARTER; ++m) interleaved[4 * m + r] = z[r * QUARTER + m];
+void dct4_240(const Word32* x, Word32* X) {
+  if (sums_fit(x, 240)) {
+    transform_four_240<PlainSums>(x, X);
+  } else {
+    transform_four_240<SaturatingSums>(x, X);
   }
-  post_rotate(interleaved, DCT960_POST_TWIDDLE, X);
 }
 
 }  // namespace g719

@@ -34,14 +34,9 @@ void fold_rising(const Word16* s, Word32* t) {
   }
 }
 
-// Where the neighbour's half is missing the window is 1, and the fold leaves the samples reversed.
+// Where a block has no neighbour the window is 1, and the fold leaves the samples reversed.
 void fold_flat(const Word16* s, Word32* t) {
   for (int i = 0; i < HALF; ++i) t[i] = L_mult0(MIN_16, s[HALF - 1 - i]);
-}
-
-void transform_short(Word32* t, Word32* spectrum) {
-  for (int n = 0; n < SHORT; ++n) t[n] = L_shr_r(t[n], 7);
-  dct4_240(t, spectrum);
 }
 
 // s[0..959] is the block in reversed time. Block b spans s[240 b - 120 .. 240 b + 359].
@@ -49,9 +44,10 @@ void transform_four_short(const Word32* folded, Word32* spectrum) {
   Word16 s[FRAME_SAMPLES];
   for (int k = 0; k < FRAME_SAMPLES; ++k) s[k] = round(folded[FRAME_SAMPLES - 1 - k]);
 
+  Word32 blocks[FRAME_SAMPLES];
   for (int block = 0; block < 4; ++block) {
     const Word16* middle = s + block * SHORT + HALF;
-    Word32 t[SHORT];
+    Word32* t = blocks + block * SHORT;
     if (block == 3) {
       fold_flat(middle, t);
     } else {
@@ -62,8 +58,9 @@ void transform_four_short(const Word32* folded, Word32* spectrum) {
     } else {
       fold_rising(middle - SHORT, t + HALF);
     }
-    transform_short(t, spectrum + block * SHORT);
   }
+  for (int n = 0; n < FRAME_SAMPLES; ++n) blocks[n] = L_shr_r(blocks[n], 7);
+  dct4_240(blocks, spectrum);
 }
 
 }  // namespace

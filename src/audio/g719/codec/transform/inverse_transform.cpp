@@ -31,7 +31,7 @@ void unfold_long_block(const Word32* block, Word32* aliased) {
   unfold_block(block, FRAME_SAMPLES / 2, aliased);
 }
 
-void transform_long(Word32* spectrum, Word32* aliased) {
+void transform_long(const Word32* spectrum, Word32* aliased) {
   Word32 block[FRAME_SAMPLES];
   dct4_960(spectrum, block);
   for (int n = 0; n < FRAME_SAMPLES; ++n) block[n] = L_shr(block[n], 1);
@@ -48,12 +48,12 @@ void overlap_add(const Word32* aliased, int first, int end, Word32* frame) {
 // Short block b covers samples 240 b - 120 to 240 b + 359 of the frame in reversed time. The first
 // and the last have no neighbour on one side: there the window is 1 within the frame and 0 beyond.
 void transform_four_short(const Word32* spectrum, Word32* aliased) {
+  Word32 blocks[FRAME_SAMPLES];
+  dct4_240(spectrum, blocks);
   Word32 frame[FRAME_SAMPLES] = {};
   for (int b = 0; b < 4; ++b) {
-    Word32 block[SHORT];
     Word32 unfolded[2 * SHORT];
-    dct4_240(spectrum + b * SHORT, block);
-    unfold_short_block(block, unfolded);
+    unfold_short_block(blocks + b * SHORT, unfolded);
     if (b == 0) {
       std::copy_n(unfolded + HALF, HALF, frame);
       overlap_add(unfolded, SHORT, 2 * SHORT, frame + HALF);
@@ -70,7 +70,7 @@ void transform_four_short(const Word32* spectrum, Word32* aliased) {
 
 }  // namespace
 
-void inverse_transform(Word32* spectrum, Word32* aliased, Word16 transient_flag) {
+void inverse_transform(const Word32* spectrum, Word32* aliased, Word16 transient_flag) {
   if (transient_flag != 0) {
     transform_four_short(spectrum, aliased);
   } else {

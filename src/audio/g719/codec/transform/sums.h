@@ -1,0 +1,50 @@
+// Two ways to add inside the transforms. Saturating sums are what is defined; they are not
+// associative and cost six instructions each. Where the input is small enough that no sum can leave
+// 32 bits, plain ones give the same bits; sums_fit tells. A build with the undefined-behaviour
+// sanitizer checks every plain sum.
+#pragma once
+
+#include <algorithm>
+
+#include "../operators/quiet_operators.h"
+
+namespace g719 {
+
+struct PlainSums {
+  static constexpr Word32 add(Word32 a, Word32 b) { return a + b; }
+  static constexpr Word32 sub(Word32 a, Word32 b) { return a - b; }
+  static constexpr Word32 negate(Word32 a) { return -a; }
+  // L_mls less its one corner, which lies beyond the sums' bound.
+  static constexpr Word32 scale(Word32 a, Word16 v) {
+    return (((a & 0xffff) * v) >> 15) + (a >> 16) * v * 2;
+  }
+};
+
+struct SaturatingSums {
+  static constexpr Word32 add(Word32 a, Word32 b) { return quiet::L_add(a, b); }
+  static constexpr Word32 sub(Word32 a, Word32 b) { return quiet::L_sub(a, b); }
+  static constexpr Word32 negate(Word32 a) { return quiet::L_negate(a); }
+  static constexpr Word32 scale(Word32 a, Word16 v) { return quiet::L_mls(a, v); }
+};
+
+// Whether a DCT-IV of `points` of each run of x can use plain sums.
+//
+// Let z be the complex values behind the first rotation. It scales by 0.7303, so |z| is at most
+// 0.7303 times the modulus of the pair that it came from. Every intermediate of the FFT is a sum of
+// c z over distinct z with |c| <= 1 (impulses through all stages give 1 before the multipliers,
+// 0.58 behind them), and the rotations keep the modulus: no component exceeds the sum of |z|. That
+// sum is below 2.12e9 < 2^31, rounding included, when the magnitudes add up to less than 2.9e9, and
+// below 2.08e9 when none exceeds 2^22 * 960 / points (960 values in pairs of modulus sqrt(2) 2^22).
+inline bool sums_fit(const Word32* x, int points) {
+  constexpr int UNIT = 10;  // magnitudes are added in units of 2^10, rounded up
+  Word32 largest = 0;
+  Word32 total = 0;
+  for (int n = 0; n < FRAME_SAMPLES; ++n) {
+    const Word32 magnitude = quiet::L_abs(x[n]);
+    largest = std::max(largest, magnitude);
+    total += (magnitude >> UNIT) + 1;
+  }
+  return largest <= FRAME_SAMPLES / points << 22 || total < 2'900'000'000 >> UNIT;
+}
+
+}  // namespace g719
