@@ -107,6 +107,38 @@ TEST(Packaging, ExampleApplication) {
   EXPECT_EQ(shell(EXAMPLE " /nowhere/at/all.wav").status, 1);
 }
 
+// The pipelines that the README shows, in its order and in one folder. A tone stands for the
+// microphone and a file for the loudspeaker, which must not stay silent.
+TEST(Packaging, PipelinesOfTheReadme) {
+  const Bytes readme = read_file(README);
+  const std::string text(readme.begin(), readme.end());
+  const std::string port = std::to_string(g_random_int_range(20000, 60000));
+  const TemporaryFolder folder;
+  const std::regex code("```sh\n([^`]*)```"), command("gst-launch-1\\.0(\\\\\n|[^\n])*");
+  int commands = 0;
+  for (std::sregex_iterator block(text.begin(), text.end(), code), end; block != end; ++block) {
+    const std::string lines = (*block)[1];
+    for (std::sregex_iterator i(lines.begin(), lines.end(), command); i != end; ++i, ++commands) {
+      std::string line = i->str();
+      const bool heard = line.find("autoaudiosink") != std::string::npos;
+      const bool receiver = line.find("udpsrc") != std::string::npos;
+      line = std::regex_replace(line, std::regex("autoaudiosrc"),
+                                "audiotestsrc is-live=true num-buffers=100");
+      line = std::regex_replace(line, std::regex("autoaudiosink"), "filesink location=heard");
+      line = std::regex_replace(line, std::regex("port=5004"), "port=" + port);
+      std::string script = "cd " + folder.path + "; " + PLUGIN_PATH + "; export GST_PLUGIN_PATH; ";
+      script += receiver ? "timeout -s INT 7 " + line + " >/dev/null 2>&1 & sleep 2" : line;
+      const Outcome run = shell(script);
+      EXPECT_EQ(run.status, 0) << line << "\n" << run.output;
+      if (!receiver && (heard || line.find("udpsink") != std::string::npos)) {
+        EXPECT_GT(read_file(folder / "heard").size(), FRAME_PCM_BYTES * 20) << line;
+        write_file(folder / "heard", {});
+      }
+    }
+  }
+  EXPECT_EQ(commands, 8);
+}
+
 // Start, stop, error and flush paths and every failure, with each block of memory accounted for.
 TEST(Packaging, ValgrindFindsNothing) {
   const std::string valgrind =
@@ -114,7 +146,8 @@ TEST(Packaging, ValgrindFindsNothing) {
       "--show-leak-kinds=definite --error-exitcode=99 "
       "--suppressions=/usr/share/glib-2.0/valgrind/glib.supp --suppressions=" VALGRIND_SUPPRESSIONS
       " ";
-  for (const char* program : {ELEMENTS_TEST " --gtest_filter=Encoder*:Decoder*:*Lifecycle*-*OneMinute*", FAILURES_TEST}) {
+  for (const char* program :
+       {ELEMENTS_TEST " --gtest_filter=Encoder*:Decoder*:*Lifecycle*-*OneMinute*", FAILURES_TEST}) {
     const Outcome run = shell(valgrind + program);
     EXPECT_EQ(run.status, 0) << run.output;
   }
