@@ -18,25 +18,38 @@ constexpr std::array<Word16, NUM_BAND_GROUPS> RECIPROCAL_WIDTH = {4096, 2048, 13
 
 constexpr Word32 SQRT_HALF = 0x5A82799A;  // Q31, the border between two half steps
 
+Word32 peak_of(const Word32* coefs, int width) {
+  Word32 peak = 1;
+  for (int i = 0; i < width; ++i) peak = std::max(peak, L_abs(coefs[i]));
+  return peak;
+}
+
+// Sum of the squares of the upper halves of the coefficients after `scale`, which the headroom
+// keeps from saturating. The upper halves are 2^14 at most (2^13 in wide bands), so that the sum is
+// 2^31 at most; only that very sum saturates.
+Word32 scaled_energy(const Word32* coefs, int width, Word16 scale) {
+  std::uint32_t energy = 0;
+  const int up = std::max<int>(scale, 0);
+  const int down = 16 + std::max<int>(-scale, 0);
+  for (int i = 0; i < width; ++i) {
+    const Word32 upper = wrapped(bits_of(coefs[i]) << up) >> down;
+    energy += bits_of(upper * upper);
+  }
+  return wrapped(std::min<std::uint32_t>(energy, MAX_32));
+}
+
 }  // namespace
 
 void compute_band_norm(const Word32* coefs, Word16* norm, Word16 limit, Word16 width,
                        Word16 group) {
-  Word32 peak = 1;
-  for (int i = 0; i < width; ++i) peak = std::max(peak, L_abs(coefs[i]));
-  const Word16 scale = sub(norm_l(peak), HEADROOM_SHIFT[group]);
-
-  Word32 energy = 0;
-  for (int i = 0; i < width; ++i) {
-    const Word16 scaled = extract_h(L_shl(coefs[i], scale));
-    energy = L_mac0(energy, scaled, scaled);
-  }
+  const auto scale = static_cast<Word16>(norm_l(peak_of(coefs, width)) - HEADROOM_SHIFT[group]);
+  const Word32 energy = scaled_energy(coefs, width, scale);
   const Word32 mean = L_mls(energy, RECIPROCAL_WIDTH[group]);
 
-  const Word16 mean_shift = norm_l(mean);
-  Word16 half_steps = add(mean_shift, shl(sub(scale, 16), 1));
-  if (L_sub(L_shl(mean, mean_shift), SQRT_HALF) < 0) half_steps = add(half_steps, 1);
-  *norm = std::clamp<Word16>(add(19, half_steps), 0, sub(limit, 1));
+  const int mean_shift = norm_l(mean);
+  const int half_step = wrapped(bits_of(mean) << mean_shift) < SQRT_HALF ? 1 : 0;
+  const int index = 19 + mean_shift + 2 * (scale - 16) + half_step;
+  *norm = static_cast<Word16>(std::clamp(index, 0, limit - 1));
 }
 
 void compute_band_norms(const Word32* spectrum, Word16* norm_index) {

@@ -14,22 +14,11 @@ namespace g719 {
 void quantize_band_group(const Word16* norm_coefs, const Word16* band_bits, Word16 first_band,
                          Word16 end_band, Word16 width, Word16* coef_index);
 
-// The index of the codevector nearest to u (1.0 is 256). Sorts u.
-void quantize_one_bit_vector(Word16* u, Word16* index);
-
-// The index of the lattice point nearest to u (1.0 is 2^(13 - bits)); where that point is outside
-// the codebook, u is shrunk until it is inside. u is used up. modulus is 2^bits.
-void quantize_multi_bit_vector(Word16* u, Word16* index, Word16 modulus, Word16 bits);
-
 // Spends bits left over after the coefficient fields on bands that got none, by descending weight:
 // writes their one-bit vectors, raises their entry of band_bits to 1 and moves the position behind
 // what was written. The heaviest band is not considered.
 void code_leftover_bands(const Word16* norm_coefs, Word16* band_bits, const Word16* band_order,
                          Word16* coef_index, Word16*& position, Word16 coded_bands,
                          Word16 leftover_bits);
-
-// Quantises and writes consecutive one-bit vectors, 8 bits each.
-void code_one_bit_vectors(const Word16* norm_coefs, Word16* coef_index, Word16* position,
-                          int vectors);
 
 }  // namespace g719

@@ -68,7 +68,11 @@ constexpr Word32 L_sub(Word32 a, Word32 b) {
   return (difference & ~overflow) | (((a >> 31) ^ MAX_32) & overflow);
 }
 constexpr Word32 L_negate(Word32 a) { return a == MIN_32 ? MAX_32 : -a; }
-constexpr Word32 L_abs(Word32 a) { return a < 0 ? L_negate(a) : a; }
+constexpr Word32 L_abs(Word32 a) {
+  const std::uint32_t sign = bits_of(a >> 31);
+  const std::uint32_t magnitude = (bits_of(a) ^ sign) - sign;  // 2^31 for MIN_32
+  return wrapped(magnitude - (magnitude >> 31));
+}
 
 constexpr Word32 L_mult0(Word16 a, Word16 b) { return a * b; }
 constexpr Word32 L_mult(Word16 a, Word16 b) { return L_add(a * b, a * b); }

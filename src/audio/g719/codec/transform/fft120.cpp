@@ -30,7 +30,7 @@ constexpr auto LANE_MULTIPLIERS = [] {
 }();
 
 template <typename Sums>
-void eight_point_input(const Word32* v, Word32* w) {
+void eight_point_input(const Word32* __restrict v, Word32* __restrict w) {
   for (int row = 0; row < ROWS; ++row, w += EIGHT) {
     const auto& from = FFT120_INPUT_MAP[row];
     for (int lane = 0; lane < LANES; ++lane) {
@@ -94,7 +94,7 @@ void five_point_input_and_multiply(Word32* w) {
 // From here on: j (re, im) = (-im, re).
 
 template <typename Sums>
-void five_point_output(Word32* re, Word32* im) {
+void five_point_output(Word32* __restrict re, Word32* __restrict im) {
   const auto combine = [](Word32* w, Word32 j48, Word32 j96, Word32 j120) {
     const Word32 u1 = Sums::add(w[0], w[FIFTH]);
     const Word32 u2 = Sums::add(u1, w[3 * FIFTH]);
@@ -117,7 +117,7 @@ void five_point_output(Word32* re, Word32* im) {
 }
 
 template <typename Sums>
-void three_point_output(Word32* re, Word32* im) {
+void three_point_output(Word32* __restrict re, Word32* __restrict im) {
   const auto combine = [](Word32* w, Word32 turned) {
     const Word32 t = Sums::add(w[0], w[EIGHT]);
     w[EIGHT] = Sums::add(t, turned);
@@ -133,7 +133,8 @@ void three_point_output(Word32* re, Word32* im) {
 }
 
 template <typename Sums>
-void eight_point_output(const Word32* w_re, const Word32* w_im, Word32* re, Word32* im) {
+void eight_point_output(const Word32* __restrict w_re, const Word32* __restrict w_im,
+                        Word32* __restrict re, Word32* __restrict im) {
   for (int row = 0; row < ROWS; ++row, w_re += EIGHT, w_im += EIGHT) {
     const auto& to = FFT120_OUTPUT_MAP[row];
     const auto combine = [&to](const Word32* e, Word32 e3, Word32 e5, Word32 e6, Word32* v) {

@@ -1,8 +1,13 @@
 #include "transient_detector.h"
 
-#include "../operators/basic_operators.h"
+#include <algorithm>
+#include <cstdlib>
+
+#include "../operators/quiet_operators.h"
 
 namespace g719 {
+
+using namespace quiet;
 
 namespace {
 
@@ -10,64 +15,86 @@ constexpr int BLOCKS = 4;
 constexpr int BLOCK_SAMPLES = FRAME_SAMPLES / BLOCKS;
 constexpr Word16 DETECTION_FACTOR = 5461;  // Q15, 1 / 6.0004
 
-// high * 2^31 + low, low from 0 to 2^31 - 1.
-struct Energy {
-  Word32 high;
-  Word32 low;
-};
+// Energies are sums of 2 v^2 over at most 240 samples, below 2^40. The state holds them as
+// high * 2^31 + low with low from 0 to 2^31 - 1.
+using Energy = std::int64_t;
 
-// y[n] = 0.4931 y[n - 1] + 0.3733 (x[n] - x[n - 1])
+Energy load_energy(const g719_encoder_state* state) {
+  return (Energy{state->energy_memory_high} << 31) + state->energy_memory_low;
+}
+void store_energy(g719_encoder_state* state, Energy energy) {
+  state->energy_memory_high = static_cast<Word32>(energy >> 31);
+  state->energy_memory_low = static_cast<Word32>(energy & MAX_32);
+}
+
+constexpr Word32 FEEDBACK = 32316;  // Q16
+constexpr Word32 GAIN = 24465;      // Q16
+
+// The recursion of the filter, with and without saturation of its output. The loop is a serial
+// chain; everything else stays out of it.
+template <bool SATURATES>
+void feed_back(const Word32* driven, Word32 last, Word16* y) {
+  constexpr int UNROLLED = 8;
+  for (int n = 0; n < FRAME_SAMPLES; n += UNROLLED) {
+    for (int i = n; i < n + UNROLLED; ++i) {
+      if constexpr (SATURATES) {
+        const std::int64_t sum = std::int64_t{last} * FEEDBACK + driven[i];
+        last = saturate(static_cast<Word32>(sum >> 16));
+      } else {
+        last = (last * FEEDBACK + driven[i]) >> 16;
+      }
+      y[i] = static_cast<Word16>(last);
+    }
+  }
+}
+
+// y[n] = 0.4931 y[n - 1] + 0.3733 (x[n] - x[n - 1]), half rounded up. Saturating after the sum of
+// products and again after rounding comes to the same as one clamp of the rounded sum, and where no
+// step of x exceeds 43000 nothing saturates: from |y| <= 31700 on, |y| stays below that, and the
+// sum below 32316 * 31700 + 24465 * 43000 + 2^15 < 2^31.
 void transient_highpass(const Word16* x, Word16* y, Word16* output_memory, Word16* input_memory) {
+  constexpr Word32 SMALL_STEP = 43000;
+  constexpr Word32 SMALL_OUTPUT = 31700;
+  constexpr Word32 HALF = 0x8000;
+  Word32 driven[FRAME_SAMPLES];
+  driven[0] = x[0] - *input_memory;
+  for (int n = 1; n < FRAME_SAMPLES; ++n) driven[n] = x[n] - x[n - 1];
+  Word32 largest_step = 0;
   for (int n = 0; n < FRAME_SAMPLES; ++n) {
-    const Word32 fed_back = L_mac0(0, *output_memory, 32316);
-    y[n] = round(L_msu0(L_mac0(fed_back, x[n], 24465), *input_memory, 24465));
-    *output_memory = y[n];
-    *input_memory = x[n];
+    largest_step = std::max(largest_step, std::abs(driven[n]));
+    driven[n] = GAIN * driven[n] + HALF;
   }
+
+  if (largest_step <= SMALL_STEP && std::abs(*output_memory) <= SMALL_OUTPUT) {
+    feed_back<false>(driven, *output_memory, y);
+  } else {
+    feed_back<true>(driven, *output_memory, y);
+  }
+  *output_memory = y[FRAME_SAMPLES - 1];
+  *input_memory = x[FRAME_SAMPLES - 1];
 }
 
-// Moves the carry that the overflow flag tells of from the low word into the high one.
-void carry_over(Energy* sum) {
-  if (flags.overflow != 0) {
-    sum->high = L_add(sum->high, 1);
-    flags.overflow = 0;
-    sum->low &= MAX_32;
-  }
-}
-
+// Each sample counts 2 v^2, but -32768 saturates and counts one less. The squares are added in two
+// halves, so that 32 bits hold the sums.
 Energy block_energy(const Word16* v, int count) {
-  Energy energy = {0, 0};
-  flags = {};
+  Word32 upper = 0;
+  Word32 lower = 0;
+  Word32 saturated = 0;
   for (int i = 0; i < count; ++i) {
-    energy.low = L_macNs(energy.low, v[i], v[i]);
-    carry_over(&energy);
+    const Word32 square = v[i] * v[i];
+    upper += square >> 16;
+    lower += square & 0xffff;
+    saturated += v[i] == MIN_16 ? 1 : 0;
   }
-  return energy;
-}
-
-Energy mean(Energy a, Energy b) {
-  Energy sum;
-  sum.high = L_add(a.high, b.high);
-  flags = {};
-  sum.low = L_add_c(a.low, b.low);
-  carry_over(&sum);
-  const Word32 half_of_odd = (sum.high & 1) != 0 ? 1 << 30 : 0;
-  return {L_shr(sum.high, 1), L_add(L_shr(sum.low, 1), half_of_odd)};
-}
-
-bool exceeds(Energy a, Energy b) {
-  const Word32 difference = L_sub(a.high, b.high);
-  return difference > 0 || (difference == 0 && L_sub(a.low, b.low) > 0);
+  return 2 * ((Energy{upper} << 16) + lower) - saturated;
 }
 
 // Both energies are cut to one word with the shift that leaves `energy` no spare bit.
 bool is_attack(Energy energy, Energy running) {
-  if (!exceeds(energy, running)) return false;
-  const Word16 up = energy.high != 0 ? norm_l(energy.high) : Word16{31};
-  const Word16 down = sub(31, up);
-  const Word32 cut = L_add(L_shl(energy.high, up), L_shr(energy.low, down));
-  const Word32 running_cut = L_add(L_shl(running.high, up), L_shr(running.low, down));
-  return L_sub(L_mls(cut, DETECTION_FACTOR), running_cut) > 0;
+  if (energy <= running) return false;
+  const int cut = std::max(0, 33 - std::countl_zero(static_cast<std::uint64_t>(energy)));
+  const auto energy_word = static_cast<Word32>(energy >> cut);
+  return L_mls(energy_word, DETECTION_FACTOR) > running >> cut;
 }
 
 }  // namespace
@@ -76,15 +103,15 @@ Word16 detect_transient(const Word16* samples, g719_encoder_state* state) {
   Word16 filtered[FRAME_SAMPLES];
   transient_highpass(samples, filtered, &state->filter_output_memory, &state->filter_input_memory);
 
-  Energy running = {state->energy_memory_high, state->energy_memory_low};
+  Energy running = load_energy(state);
   bool detected = false;
   for (int block = 0; block < BLOCKS; ++block) {
     const Energy energy = block_energy(filtered + block * BLOCK_SAMPLES, BLOCK_SAMPLES);
     detected |= is_attack(energy, running);
-    running = mean(running, mean(running, energy));
+    const Energy mean = (running + energy) >> 1;
+    running = (running + mean) >> 1;
   }
-  state->energy_memory_high = running.high;
-  state->energy_memory_low = running.low;
+  store_energy(state, running);
 
   const bool transient = detected || state->transient_hangover != 0;
   state->transient_hangover = detected;
