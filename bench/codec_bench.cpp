@@ -22,6 +22,7 @@
 #include "transform/fft120.h"
 #include "transform/forward_transform.h"
 #include "transform/inverse_transform.h"
+#include "transform/sums.h"
 #include "transform/synthesis.h"
 #include "transform/transient_detector.h"
 
@@ -160,10 +161,10 @@ constexpr NamedStage STAGES[] = {
      }},
     {"dct4_960", [](const StageInputs& in,
                     StageOutputs* out) { dct4_960(work_copy(in.spectrum, out), out->values); }},
-    {"fft120",
+    {"fft120, four",
      [](const StageInputs& in, StageOutputs* out) {
-       auto* const points = reinterpret_cast<Complex*>(work_copy(in.spectrum, out));
-       fft120(points);
+       Word32* const work = work_copy(in.spectrum, out);
+       fft120<PlainSums>(work, work + FRAME_SAMPLES / 2);
      }},
     {"compute_band_norms",
      [](const StageInputs& in, StageOutputs* out) {

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <numeric>
+#include <utility>
 
 #include "../operators/quiet_operators.h"
 #include "bit_allocation_tables.h"
@@ -55,34 +56,35 @@ void squeeze(int* region) {
   }
 }
 
-// The ranks of each weight. Weights are norm levels of -5 to 34, raised by 0 to 3 and lowered by 2
-// for every bit but the last of MAX_BAND_BITS.
+// The ranks of each weight, so that no step has to search for the largest one. Weights are norm
+// levels of -5 to 34, raised by 0 to 3 and lowered by 2 for every bit but the last of
+// MAX_BAND_BITS.
 struct RanksByWeight {
   static constexpr int LOWEST = -24;
   std::uint64_t ranks[64] = {};  // bit r of word w: rank r has weight w + LOWEST
   std::uint64_t present = 0;     // bit w: some rank has
 };
 
-void insert(RanksByWeight* index, int rank, int weight) {
-  const int w = weight - RanksByWeight::LOWEST;
-  index->ranks[w] |= std::uint64_t{1} << rank;
-  index->present |= std::uint64_t{1} << w;
+constexpr std::uint64_t bit(int rank) { return std::uint64_t{1} << rank; }
+
+void insert(RanksByWeight* index, std::uint64_t ranks, int weight) {
+  if (ranks == 0) return;
+  index->ranks[weight - RanksByWeight::LOWEST] |= ranks;
+  index->present |= bit(weight - RanksByWeight::LOWEST);
 }
 
-void remove(RanksByWeight* index, int rank, int weight) {
-  const int w = weight - RanksByWeight::LOWEST;
-  index->ranks[w] &= ~(std::uint64_t{1} << rank);
-  if (index->ranks[w] == 0) index->present &= ~(std::uint64_t{1} << w);
-}
-
-// Takes out the first rank that holds the largest weight, which goes to *weight. There is one.
-int take_heaviest(RanksByWeight* index, int* weight) {
+// Takes out all ranks of the largest weight, which goes to *weight. There are some.
+std::uint64_t take_heaviest(RanksByWeight* index, int* weight) {
   const int w = 63 - std::countl_zero(index->present);
-  const std::uint64_t ranks = index->ranks[w];
   *weight = w + RanksByWeight::LOWEST;
-  index->ranks[w] = ranks & (ranks - 1);
-  if (index->ranks[w] == 0) index->present &= ~(std::uint64_t{1} << w);
-  return std::countr_zero(ranks);
+  index->present ^= bit(w);
+  return std::exchange(index->ranks[w], 0);
+}
+
+int take_first(std::uint64_t* ranks) {
+  const int first = std::countr_zero(*ranks);
+  *ranks &= *ranks - 1;
+  return first;
 }
 
 struct Allocation {
@@ -95,40 +97,47 @@ struct Allocation {
 
 constexpr Word16 EXHAUSTED = MIN_16;  // weight of a rank that takes no more
 
-void insert_if_open(RanksByWeight* open, const Allocation& a, int rank) {
-  if (a.weights[rank] > EXHAUSTED) insert(open, rank, a.weights[rank]);
-}
-
-// Starts the search over: ranks up to the second that may be open, at least.
+// Starts the search over with the first rank that is not exhausted and the one behind it.
 int restart(RanksByWeight* open, const Allocation& a) {
-  int first = 0;
-  while (first < a.count - 2 && a.weights[first] == EXHAUSTED) ++first;
+  int last = 1;
+  while (last < a.count - 1 && a.weights[last - 1] == EXHAUSTED) ++last;
   *open = {};
-  insert_if_open(open, a, first);
-  insert_if_open(open, a, first + 1);
-  return first + 1;
+  for (int rank = last - 1; rank <= last; ++rank) {
+    if (a.weights[rank] > EXHAUSTED) insert(open, bit(rank), a.weights[rank]);
+  }
+  return last;
 }
 
-// Ranks beyond `last` are not looked at until the band at `last` has had a bit: their weights
-// cannot be larger. Once the last of all has had one, the search starts again from the top. The
-// first band that cannot have its bit ends it. No rank past the coded bands is ever read.
+// One bit a coefficient at a time goes to the first rank of the largest weight. Ranks beyond `last`
+// are not looked at until the band at `last` has had a bit; once the last of all has had one, the
+// search starts over. The first band that cannot have its bit ends it. No rank past the coded bands
+// is ever read.
 void allocate_greedily(Allocation* a, int max_bits) {
   RanksByWeight open;
   int last = restart(&open, *a);
-  while (open.present != 0 && a->remaining >= 8) {
+  while (open.present != 0) {
     int weight = 0;
-    const int rank = take_heaviest(&open, &weight);
-    const Word16 band = a->order[rank];
-    if (a->remaining < band_width[band]) return;
-    a->remaining -= band_width[band];
-    a->weights[rank] = ++a->bits[band] < max_bits ? static_cast<Word16>(weight - 2) : EXHAUSTED;
+    std::uint64_t heaviest = take_heaviest(&open, &weight);
+    std::uint64_t served = 0;
+    while (heaviest != 0) {
+      const int rank = take_first(&heaviest);
+      const Word16 band = a->order[rank];
+      if (a->remaining < std::max<int>(band_width[band], 8)) return;
+      a->remaining -= band_width[band];
+      const bool full = ++a->bits[band] >= max_bits;
+      a->weights[rank] = full ? EXHAUSTED : static_cast<Word16>(weight - 2);
+      if (!full) served |= bit(rank);
 
-    if (rank == a->count - 1) {
-      last = restart(&open, *a);
-      continue;
+      if (rank == a->count - 1) {
+        last = restart(&open, *a);
+        heaviest = served = 0;
+      } else if (rank == last && a->weights[++last] > EXHAUSTED) {
+        insert(&open, bit(last), a->weights[last]);
+        if (a->weights[last] >= weight) break;  // it comes before the rest of these, or among them
+      }
     }
-    insert_if_open(&open, *a, rank);
-    if (rank == last) insert_if_open(&open, *a, ++last);
+    insert(&open, heaviest, weight);
+    insert(&open, served, weight - 2);
   }
 }
 
@@ -164,19 +173,20 @@ void compute_band_weights(const Word16* levels, Word16* weights, Word16 transien
   for (int b = 0; b < NUM_BANDS; ++b) weights[b] = static_cast<Word16>(raised[b] + levels[b]);
 }
 
-// Instead of searching for the largest weight in every step, keeps the ranks of each weight at
-// hand.
 void sort_bands_by_weight(Word16* weights, Word16 count, Word16* order) {
   RanksByWeight unsorted;
-  for (int i = 0; i < count; ++i) insert(&unsorted, i, weights[i]);
-  for (int i = 0; i < count - 1; ++i) {
+  for (int i = 0; i < count; ++i) insert(&unsorted, bit(i), weights[i]);
+  int i = 0;
+  while (unsorted.present != 0) {
     int weight = 0;
-    const int best = take_heaviest(&unsorted, &weight);
-    if (best == i) continue;
-    remove(&unsorted, i, weights[i]);
-    insert(&unsorted, best, weights[i]);
-    std::swap(weights[i], weights[best]);
-    std::swap(order[i], order[best]);
+    std::uint64_t heaviest = take_heaviest(&unsorted, &weight);
+    for (; heaviest != 0; ++i) {
+      const int best = take_first(&heaviest);
+      if (best == i) continue;
+      unsorted.ranks[weights[i] - RanksByWeight::LOWEST] ^= bit(i) | bit(best);
+      std::swap(weights[i], weights[best]);
+      std::swap(order[i], order[best]);
+    }
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "../operators/lanes.h"
 #include "../operators/quiet_operators.h"
 
 namespace g719 {
@@ -59,18 +60,13 @@ void d8_point_to_index(const Word16* __restrict point, Word16 modulus, Word16* _
 void d8_index_to_point(const Word16* __restrict index, Word16 bits, Word16* __restrict point) {
   const int up = std::max(0, 13 - 2 * bits);
   const int down = std::max(0, 2 * bits - 13);  // from 7 bits on: drops low bits
-  Word16 generated[VECTOR_SIZE];
-  for (int i = 0; i < VECTOR_SIZE; ++i) generated[i] = index[i];
+  Lanes generated = load_lanes(index);
   generated[0] = static_cast<Word16>(sum_of(index) + index[0]);
   Word16 scaled[VECTOR_SIZE];
-  for (int i = 0; i < VECTOR_SIZE; ++i) {
-    scaled[i] = static_cast<Word16>((generated[i] << up) >> down);
-  }
   Word16 centre[VECTOR_SIZE];
+  store_lanes((generated << up) >> down, scaled);
   round_to_d8(scaled, bits, centre);
-  for (int i = 0; i < VECTOR_SIZE; ++i) {
-    point[i] = static_cast<Word16>(generated[i] - (centre[i] << bits));
-  }
+  store_lanes(generated - (load_lanes(centre) << bits), point);
 }
 
 }  // namespace g719

@@ -21,13 +21,17 @@ int coded_end(const Word16* band_bits) {
 
 // All coefficients of coded bands, one after the other; returns how many.
 int gather_coded(const Word16* norm_coefs, const Word16* band_bits, Word16* pool) {
-  Word16* end = pool;
-  for (int b = 0; b < NUM_BANDS; ++b) {
-    if (band_bits[b] != 0) {
-      end = std::copy(norm_coefs + band_start[b], norm_coefs + band_end[b], end);
-    }
+  int size = 0;
+  for (const BandGroup& group : BAND_GROUPS) {
+    with_fixed_width(group.width, [&](auto width) {
+      for (int b = group.first_band; b < group.end_band; ++b) {
+        if (band_bits[b] == 0) continue;
+        std::copy_n(norm_coefs + band_start[b], int{width}, pool + size);
+        size += width;
+      }
+    });
   }
-  return static_cast<int>(end - pool);
+  return size;
 }
 
 // Fills the uncoded bands below end_band from the pool, over and over.
@@ -60,12 +64,13 @@ void fold_above(int end, Word16* norm_coefs) {
   }
 }
 
-void attenuate(const Word16* band_bits, int end_band, Word16 halvings, Word16* norm_coefs) {
+void attenuate(const Word16* band_bits, int end_band, int halvings, Word16* norm_coefs) {
   for (int b = 0; b < end_band; ++b) {
     if (band_bits[b] != 0) continue;
-    for (int i = band_start[b]; i < band_end[b]; ++i) {
-      norm_coefs[i] = quiet::shr(norm_coefs[i], halvings);
-    }
+    Word16* coefs = norm_coefs + band_start[b];
+    with_fixed_width(band_width[b], [=](auto width) {
+      for (int i = 0; i < width; ++i) coefs[i] = static_cast<Word16>(coefs[i] >> halvings);
+    });
   }
 }
 

@@ -66,7 +66,7 @@ constexpr Word32 L_sub(Word32 a, Word32 b) {
   const Word32 overflow = ((a ^ b) & (a ^ difference)) >> 31;
   return (difference & ~overflow) | (((a >> 31) ^ MAX_32) & overflow);
 }
-constexpr Word32 L_negate(Word32 a) { return a == MIN_32 ? MAX_32 : -a; }
+constexpr Word32 L_negate(Word32 a) { return -(a < -MAX_32 ? -MAX_32 : a); }
 constexpr Word32 L_abs(Word32 a) {
   const std::uint32_t sign = bits_of(a >> 31);
   const std::uint32_t magnitude = (bits_of(a) ^ sign) - sign;  // 2^31 for MIN_32

@@ -15,20 +15,23 @@ namespace {
 constexpr int SHORT = 240;       // coefficients of a short block
 constexpr int HALF = SHORT / 2;  // its overlap with each neighbour
 
-// Undoes the fold of a block of 2 `half` values into 4 `half` aliased ones.
-void unfold_block(const Word32* block, int half, Word32* aliased) {
-  for (int k = 0; k < half; ++k) {
-    aliased[k] = block[half + k];
-    aliased[half + k] = L_sub(0, block[2 * half - 1 - k]);
-    aliased[2 * half + k] = L_sub(0, block[half - 1 - k]);
-    aliased[3 * half + k] = L_sub(0, block[k]);
+// Undoes the fold of a block of 2 HALF values into 4 HALF aliased ones.
+template <int HALF>
+void unfold_block(const Word32* __restrict block, Word32* __restrict aliased) {
+  for (int k = 0; k < HALF; ++k) {
+    aliased[k] = block[HALF + k];
+    aliased[HALF + k] = L_negate(block[2 * HALF - 1 - k]);
+  }
+  for (int k = 0; k < HALF; ++k) {
+    aliased[2 * HALF + k] = L_negate(block[HALF - 1 - k]);
+    aliased[3 * HALF + k] = L_negate(block[k]);
   }
 }
 void unfold_short_block(const Word32* block, Word32* aliased) {
-  unfold_block(block, HALF, aliased);
+  unfold_block<HALF>(block, aliased);
 }
 void unfold_long_block(const Word32* block, Word32* aliased) {
-  unfold_block(block, FRAME_SAMPLES / 2, aliased);
+  unfold_block<FRAME_SAMPLES / 2>(block, aliased);
 }
 
 void transform_long(const Word32* spectrum, Word32* aliased) {

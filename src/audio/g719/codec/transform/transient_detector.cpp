@@ -30,21 +30,43 @@ void store_energy(g719_encoder_state* state, Energy energy) {
 constexpr Word32 FEEDBACK = 32316;  // Q16
 constexpr Word32 GAIN = 24465;      // Q16
 
-// The recursion of the filter, with and without saturation of its output. The loop is a serial
-// chain; everything else stays out of it.
-template <bool SATURATES>
+Word32 step(Word32 last, Word32 driven) { return (last * FEEDBACK + driven) >> 16; }
+
+// The recursion over one block. Outputs stay small enough that nothing saturates.
 void feed_back(const Word32* driven, Word32 last, Word16* y) {
-  constexpr int UNROLLED = 8;
-  for (int n = 0; n < FRAME_SAMPLES; n += UNROLLED) {
-    for (int i = n; i < n + UNROLLED; ++i) {
-      if constexpr (SATURATES) {
-        const std::int64_t sum = std::int64_t{last} * FEEDBACK + driven[i];
-        last = saturate(static_cast<Word32>(sum >> 16));
-      } else {
-        last = (last * FEEDBACK + driven[i]) >> 16;
-      }
-      y[i] = static_cast<Word16>(last);
+  for (int n = 0; n < BLOCK_SAMPLES; ++n) y[n] = static_cast<Word16>(last = step(last, driven[n]));
+}
+
+// The recursion is a serial chain, and waiting for it costs more than its work. So all blocks run
+// at once, the later ones from a guess that was led through the samples before them: a wrong state
+// loses half its error a step, and after 40 steps it is nearly always the right one. Where it is
+// not, the block is done again.
+void feed_back_blocks(const Word32* driven, Word32 last, Word16* y) {
+  constexpr int LEAD = 40;
+  Word32 state[BLOCKS] = {last};
+  for (int n = -LEAD; n < 0; ++n) {
+    for (int b = 1; b < BLOCKS; ++b) state[b] = step(state[b], driven[b * BLOCK_SAMPLES + n]);
+  }
+  Word32 guess[BLOCKS];
+  std::copy_n(state, BLOCKS, guess);
+  for (int n = 0; n < BLOCK_SAMPLES; ++n) {
+    for (int b = 0; b < BLOCKS; ++b) {
+      const int at = b * BLOCK_SAMPLES + n;
+      state[b] = step(state[b], driven[at]);
+      y[at] = static_cast<Word16>(state[b]);
     }
+  }
+  for (int b = 1; b < BLOCKS; ++b) {
+    const int start = b * BLOCK_SAMPLES;
+    if (guess[b] != y[start - 1]) feed_back(driven + start, y[start - 1], y + start);
+  }
+}
+
+void feed_back_saturating(const Word32* driven, Word32 last, Word16* y) {
+  for (int n = 0; n < FRAME_SAMPLES; ++n) {
+    const std::int64_t sum = std::int64_t{last} * FEEDBACK + driven[n];
+    y[n] = saturate(static_cast<Word32>(sum >> 16));
+    last = y[n];
   }
 }
 
@@ -66,9 +88,9 @@ void transient_highpass(const Word16* x, Word16* y, Word16* output_memory, Word1
   }
 
   if (largest_step <= SMALL_STEP && std::abs(*output_memory) <= SMALL_OUTPUT) {
-    feed_back<false>(driven, *output_memory, y);
+    feed_back_blocks(driven, *output_memory, y);
   } else {
-    feed_back<true>(driven, *output_memory, y);
+    feed_back_saturating(driven, *output_memory, y);
   }
   *output_memory = y[FRAME_SAMPLES - 1];
   *input_memory = x[FRAME_SAMPLES - 1];
