@@ -85,10 +85,11 @@ Outcome decode_openly(const Word16* bits, const g719_encoder_state& state) {
   const Word16 transient = bits[0] == SOFT_BIT_ONE;
   Outcome outcome;
   Word16 norm_coefs[NUM_CODED_COEFS];
-  const Word16* position = bits + 1;
+  const auto windows = codec_test::opened(bits, static_cast<std::size_t>(state.frame_bits));
+  const BitWindow* position = windows.data() + 1;
   decode_spectrum(position, norm_coefs, outcome.band_bits.data(), budget_of(state, transient),
                   outcome.norm_index.data(), transient);
-  outcome.end = position - bits;
+  outcome.end = position - windows.data();
   return outcome;
 }
 

@@ -8,6 +8,7 @@
 #include <numeric>
 #include <string>
 
+#include "codec_fixture.h"
 #include "envelope/band_layout.h"
 #include "envelope/band_norms.h"
 #include "envelope/bit_allocation.h"
@@ -23,6 +24,8 @@
 #include "signals.h"
 
 namespace {
+
+using codec_test::opened;
 
 using namespace codec_test;
 using namespace g719;
@@ -60,18 +63,18 @@ TEST(SoftBits, FieldsAreReadAsWrittenMostSignificantBitFirst) {
   write_soft_bit_array(values.data(), 3, 4, bits.data());
   EXPECT_EQ(as_text(bits.data(), 12), "000100101111");
   Words read(3);
-  read_soft_bit_array(bits.data(), 3, 4, read.data());
+  read_soft_bit_array(opened(bits).data(), 3, 4, read.data());
   EXPECT_EQ(read, values);
   const Word16 vector_index = 0xA5;  // width 1: one value in `count` bits
   write_soft_bit_array(&vector_index, 8, 1, bits.data());
-  read_soft_bit_array(bits.data(), 8, 1, read.data());
+  read_soft_bit_array(opened(bits).data(), 8, 1, read.data());
   EXPECT_EQ(read, (Words{0xA5, 2, 15}));
 }
 
 TEST(SoftBits, OnlyTheSoftOneIsReadAsOne) {
   const auto read = [](Words bits) {
     Word16 value = -1;
-    read_soft_bits(bits.data(), static_cast<Word16>(bits.size()), &value);
+    read_soft_bits(opened(bits).data(), static_cast<Word16>(bits.size()), &value);
     return value;
   };
   EXPECT_EQ(read({129, 0, 128, 130, -129, 1, 129}), 0b1000001);
@@ -91,7 +94,7 @@ TEST(NormCoding, HuffmanCodeIsCompleteAndReadsBack) {
   }
   expect_complete_prefix_code(words);
   Words deltas(32);
-  decode_norm_huffman(stream.data(), 33, deltas.data());
+  decode_norm_huffman(opened(stream).data(), 33, deltas.data());
   for (int d = 0; d < 32; ++d) EXPECT_EQ(deltas[d], d);
   EXPECT_EQ(norm_huffman_bits(Words(NUM_NORM_DELTAS, 15).data()), 129);  // a flat envelope
 }
@@ -277,7 +280,7 @@ TEST(CoefCoding, FieldsReadBackInBothCodings) {
                            : count_coef_huffman_bits(first, band_bits.data(), group.first_band,
                                                      group.end_band, group.width));
     ASSERT_EQ(stream[written + SOFT_BLOCK - 1], 0) << "wrote further than a block";
-    ASSERT_EQ(read_coef_fields(band_bits.data(), stream.data(), huffman, group.first_coef,
+    ASSERT_EQ(read_coef_fields(band_bits.data(), opened(stream).data(), huffman, group.first_coef,
                                group.first_band, group.end_band, group.width, read.data()),
               written);
     ASSERT_EQ(read, index);
@@ -395,10 +398,11 @@ TEST(Leftover, GoesToEmptyBandsThatFitByDescendingWeight) {
     Word16* written = stream.data();
     code_leftover_bands(coefs.data(), band_bits.data(), order.data(), index.data(), written, 5,
                         leftover);
-    const Word16* read = stream.data();
+    const auto windows = opened(stream);
+    const BitWindow* read = windows.data();
     decode_leftover_bands(decoder_bits.data(), order.data(), read_index.data(), read,
                           decoded.data(), 5, leftover);
-    EXPECT_EQ(read, written);
+    EXPECT_EQ(read - windows.data(), written - stream.data());
     EXPECT_EQ(decoder_bits, band_bits);
     EXPECT_EQ(read_index, index);
     Words raised;

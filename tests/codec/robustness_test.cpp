@@ -86,17 +86,18 @@ TEST(Robustness, AnyBytesDecodeInsideTheBuffers) {
 
 // Whether the fields of a stationary frame go on behind its last bit.
 bool asks_for_more_bits(const Bytes& frame) {
-  g719::Word16 bits[2 * g719::MAX_FRAME_BITS];
-  std::fill_n(bits, 2 * g719::MAX_FRAME_BITS, g719::SOFT_BIT_ZERO);
-  const std::size_t frame_bits = 8 * frame.size();
-  for (std::size_t i = 0; i < frame_bits; ++i) {
-    if ((frame[i / 8] & 0x80 >> (i % 8)) != 0) bits[i] = g719::SOFT_BIT_ONE;
+  Samples bits;
+  for (const unsigned byte : frame) {
+    for (unsigned mask = 0x80; mask != 0; mask >>= 1) {
+      bits.push_back((byte & mask) != 0 ? g719::SOFT_BIT_ONE : g719::SOFT_BIT_ZERO);
+    }
   }
-  const g719::Word16* position = bits + 1;
+  const auto windows = codec_test::opened(bits);
+  const g719::BitWindow* position = windows.data() + 1;
   Samples norm_coefs(g719::NUM_CODED_COEFS), band_bits(g719::NUM_BANDS), norms(g719::NUM_BANDS);
   g719::decode_spectrum(position, norm_coefs.data(), band_bits.data(),
-                        static_cast<g719::Word16>(frame_bits - 3), norms.data(), 0);
-  return position > bits + frame_bits;
+                        static_cast<g719::Word16>(bits.size() - 3), norms.data(), 0);
+  return position > windows.data() + bits.size();
 }
 
 TEST(Robustness, BitsBehindTheFrameReadAsZeros) {

@@ -43,7 +43,7 @@ Instance* create(std::int32_t bitrate) {
 
 void pack(const Word16* bitstream, int frame_bytes, std::uint8_t* bytes) {
   for (int i = 0; i < frame_bytes; ++i) {
-    bytes[i] = static_cast<std::uint8_t>(g719::read_soft_block(bitstream + 8 * i));
+    bytes[i] = static_cast<std::uint8_t>(g719::pack_soft_block(bitstream + 8 * i));
   }
 }
 

@@ -47,12 +47,12 @@ Word16* write_fixed(const Word16* values, int count, Word16 bits, Word16* positi
   return position;
 }
 
-const Word16* read_fixed(const Word16* position, int count, Word16 bits, Word16* values) {
+const BitWindow* read_fixed(const BitWindow* position, int count, Word16 bits, Word16* values) {
   const int step = bits == 1 ? VECTOR_SIZE : 1;
-  const int width = std::min(bits * step, SOFT_BLOCK);
+  const int width = std::min(bits * step, 8);
   for (int i = 0; i < count; i += step) {
-    const int ninth = bits > SOFT_BLOCK && *position++ == SOFT_BIT_ONE ? 1 << SOFT_BLOCK : 0;
-    values[i] = static_cast<Word16>(ninth + (read_soft_block(position) >> (SOFT_BLOCK - width)));
+    const int ninth = bits > 8 ? read_window(position++, 1) << 8 : 0;
+    values[i] = static_cast<Word16>(ninth + read_window(position, width));
     position += width;
   }
   return position;
@@ -109,10 +109,10 @@ Word16 write_coef_fields(const Word16* coef_index, const Word16* band_bits, Word
   return static_cast<Word16>(position - start);
 }
 
-Word16 read_coef_fields(const Word16* band_bits, const Word16* position, Word16 coef_huffman_flag,
-                        Word16 first_coef, Word16 first_band, Word16 end_band, Word16 width,
-                        Word16* coef_index) {
-  const Word16* start = position;
+Word16 read_coef_fields(const Word16* band_bits, const BitWindow* position,
+                        Word16 coef_huffman_flag, Word16 first_coef, Word16 first_band,
+                        Word16 end_band, Word16 width, Word16* coef_index) {
+  const BitWindow* start = position;
   coef_index += first_coef;
   for (int b = first_band; b < end_band; ++b, coef_index += width) {
     if (coef_huffman_flag != 0 && is_huffman_coded(band_bits[b])) {
@@ -124,11 +124,11 @@ Word16 read_coef_fields(const Word16* band_bits, const Word16* position, Word16 
   return static_cast<Word16>(position - start);
 }
 
-Word16 decode_coef_huffman(const Word16* position, Word16 count, Word16 bits, Word16* values) {
+Word16 decode_coef_huffman(const BitWindow* position, Word16 count, Word16 bits, Word16* values) {
   const DecodingTable& table = DECODING_TABLES[bits - MIN_HUFFMAN_BITS];
-  const Word16* start = position;
+  const BitWindow* start = position;
   for (int i = 0; i < count; ++i) {
-    const DecodedWord word = table[read_soft_block(position)];
+    const DecodedWord word = table[*position];
     values[i] = word.value;
     position += word.length;
   }

@@ -78,7 +78,7 @@ void dequantize_band_group(const Word16* coef_index, const Word16* band_bits, Wo
 }
 
 void decode_leftover_bands(Word16* band_bits, const Word16* band_order, Word16* coef_index,
-                           const Word16*& position, Word16* norm_coefs, Word16 coded_bands,
+                           const BitWindow*& position, Word16* norm_coefs, Word16 coded_bands,
                            Word16 leftover_bits) {
   for_each_leftover_band(band_bits, band_order, coded_bands, leftover_bits, [&](Word16 band) {
     const Word16 start = band_start[band];
@@ -88,11 +88,11 @@ void decode_leftover_bands(Word16* band_bits, const Word16* band_order, Word16* 
   });
 }
 
-void decode_one_bit_vectors(Word16* coef_index, const Word16* position, int vectors,
+void decode_one_bit_vectors(Word16* coef_index, const BitWindow* position, int vectors,
                             Word16* norm_coefs) {
   const int width = vectors * VECTOR_SIZE;
   for (int j = 0; j < width; j += VECTOR_SIZE) {
-    coef_index[j] = static_cast<Word16>(read_soft_block(position + j));
+    coef_index[j] = position[j];
   }
   dequantize_one_bit_band(coef_index, width, norm_coefs);
 }
