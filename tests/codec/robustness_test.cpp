@@ -7,6 +7,7 @@
 #include "codec_fixture.h"
 #include "envelope/band_layout.h"
 #include "envelope/spectrum_decoder.h"
+#include "frame/frame_decoder.h"
 
 namespace {
 
@@ -84,35 +85,52 @@ TEST(Robustness, AnyBytesDecodeInsideTheBuffers) {
   }
 }
 
-// Whether the fields of a stationary frame go on behind its last bit.
-bool asks_for_more_bits(const Bytes& frame) {
-  g719::Word16 bits[2 * g719::MAX_FRAME_BITS];
-  std::fill_n(bits, 2 * g719::MAX_FRAME_BITS, g719::SOFT_BIT_ZERO);
-  const std::size_t frame_bits = 8 * frame.size();
-  for (std::size_t i = 0; i < frame_bits; ++i) {
-    if ((frame[i / 8] & 0x80 >> (i % 8)) != 0) bits[i] = g719::SOFT_BIT_ONE;
+using SoftBits = std::vector<g719::Word16>;
+
+SoftBits soft_bits_of(const Bytes& frame) {
+  SoftBits bits;
+  for (std::size_t i = 0; i < 8 * frame.size(); ++i) {
+    const bool one = (frame[i / 8] & 0x80 >> (i % 8)) != 0;
+    bits.push_back(one ? g719::SOFT_BIT_ONE : g719::SOFT_BIT_ZERO);
   }
-  const g719::Word16* position = bits + 1;
+  return bits;
+}
+
+// Whether the fields of a stationary frame go on behind its last bit.
+bool asks_for_more_bits(SoftBits bits) {
+  const auto frame_bits = static_cast<std::ptrdiff_t>(bits.size());
+  bits.resize(2 * g719::MAX_FRAME_BITS, g719::SOFT_BIT_ZERO);
+  const g719::Word16* position = bits.data() + 1;
   Samples norm_coefs(g719::NUM_CODED_COEFS), band_bits(g719::NUM_BANDS), norms(g719::NUM_BANDS);
   g719::decode_spectrum(position, norm_coefs.data(), band_bits.data(),
                         static_cast<g719::Word16>(frame_bits - 3), norms.data(), 0);
-  return position > bits + frame_bits;
+  const std::ptrdiff_t read = position - bits.data();
+  return read > frame_bits;
 }
 
-TEST(Robustness, BitsBehindTheFrameReadAsZeros) {
+TEST(Robustness, BitsBehindTheFrameAndOddSoftBitsReadAsZeros) {
+  constexpr g719::Word16 ODD_SOFT_BITS[] = {0, 1, 128, 130, 255, -127, -32768, 32767};
   Random random(22);
   int overruns = 0;
-  for (int i = 0; i < 3000; ++i) {
-    const int size = i % 2 == 0 ? 80 : 320;
-    Bytes frame(size);
+  for (int i = 0; i < 1000; ++i) {
+    Bytes frame(i % 2 == 0 ? 80 : 320);
     fill_with_pattern(&frame, random);
     frame[0] = static_cast<std::uint8_t>((frame[0] | 0x70) & 0x7F);
-    if (!asks_for_more_bits(frame)) continue;
-    ++overruns;
-    Decoder decoder(400 * size), other(400 * size);
-    std::fill_n(decoder.get()->bitstream, g719::MAX_FRAME_BITS, g719::SOFT_BIT_ZERO);
-    std::fill_n(other.get()->bitstream, g719::MAX_FRAME_BITS, g719::SOFT_BIT_ONE);
-    ASSERT_EQ(decoder.decode(frame.data()), other.decode(frame.data()));
+    const SoftBits bits = soft_bits_of(frame);
+    overruns += asks_for_more_bits(bits) ? 1 : 0;
+
+    g719_decoder_state state;
+    g719::init_decoder_state(&state, static_cast<g719::Word16>(bits.size()));
+    g719_decoder_state other = state;
+    SoftBits odd = bits;
+    for (g719::Word16& bit : odd) {
+      if (bit == g719::SOFT_BIT_ZERO) bit = ODD_SOFT_BITS[random(0, 7)];
+    }
+    odd.resize(2 * g719::MAX_FRAME_BITS, g719::SOFT_BIT_ONE);
+    Samples decoded(FRAME), decoded_odd(FRAME);
+    g719::decode_frame(bits.data(), 0, decoded.data(), &state);
+    g719::decode_frame(odd.data(), 0, decoded_odd.data(), &other);
+    ASSERT_EQ(decoded, decoded_odd);
   }
   EXPECT_GT(overruns, 100);
 }
