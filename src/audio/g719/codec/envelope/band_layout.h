@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <type_traits>
 
 #include "../word.h"
 
@@ -48,6 +49,22 @@ inline constexpr auto band_start = band_table(
 inline constexpr auto band_end = band_table(
     [](const BandGroup& g, int b) { return g.first_coef + (b + 1 - g.first_band) * g.width; });
 static_assert(band_start[16] == 128 && band_start[24] == 256 && band_end[43] == NUM_CODED_COEFS);
+
+// Calls work(width) with the band width, 8, 16, 24 or 32, as a compile-time constant, for loops of
+// fixed length.
+template <typename Work>
+constexpr void with_fixed_width(int width, Work work) {
+  switch (width) {
+    case 8:
+      return work(std::integral_constant<int, 8>{});
+    case 16:
+      return work(std::integral_constant<int, 16>{});
+    case 24:
+      return work(std::integral_constant<int, 24>{});
+    default:
+      return work(std::integral_constant<int, 32>{});
+  }
+}
 
 // Norm index n, 0 to 39 (0 is the loudest), stands for a band RMS of about 2^((50 - n) / 2). Its
 // level counts the same half powers of two upwards.

@@ -18,38 +18,46 @@ constexpr std::array<Word16, NUM_BAND_GROUPS> RECIPROCAL_WIDTH = {4096, 2048, 13
 
 constexpr Word32 SQRT_HALF = 0x5A82799A;  // Q31, the border between two half steps
 
-Word32 peak_of(const Word32* coefs, int width) {
+template <int WIDTH>
+Word32 peak_of(const Word32* coefs) {
   Word32 peak = 1;
-  for (int i = 0; i < width; ++i) peak = std::max(peak, L_abs(coefs[i]));
+  for (int i = 0; i < WIDTH; ++i) peak = std::max(peak, L_abs(coefs[i]));
   return peak;
 }
 
 // Sum of the squares of the upper halves of the coefficients after `scale`, which the headroom
 // keeps from saturating. The upper halves are 2^14 at most (2^13 in wide bands), so that the sum is
 // 2^31 at most; only that very sum saturates.
-Word32 scaled_energy(const Word32* coefs, int width, Word16 scale) {
+template <int WIDTH>
+Word32 scaled_energy(const Word32* coefs, int scale) {
   std::uint32_t energy = 0;
-  const int up = std::max<int>(scale, 0);
-  const int down = 16 + std::max<int>(-scale, 0);
-  for (int i = 0; i < width; ++i) {
+  const int up = std::max(scale, 0);
+  const int down = 16 + std::max(-scale, 0);
+  for (int i = 0; i < WIDTH; ++i) {
     const Word32 upper = wrapped(bits_of(coefs[i]) << up) >> down;
     energy += bits_of(upper * upper);
   }
   return wrapped(std::min<std::uint32_t>(energy, MAX_32));
 }
 
+// The integer nearest to 50 - log2(mean square).
+template <int WIDTH>
+int norm_of(const Word32* coefs, int group) {
+  const int scale = norm_l(peak_of<WIDTH>(coefs)) - HEADROOM_SHIFT[group];
+  const Word32 energy = scaled_energy<WIDTH>(coefs, scale);
+  const Word32 mean = scale_q15(energy, RECIPROCAL_WIDTH[group]);
+  const int mean_shift = norm_l(mean);
+  const int half_step = wrapped(bits_of(mean) << mean_shift) < SQRT_HALF ? 1 : 0;
+  return 19 + mean_shift + 2 * (scale - 16) + half_step;
+}
+
 }  // namespace
 
 void compute_band_norm(const Word32* coefs, Word16* norm, Word16 limit, Word16 width,
                        Word16 group) {
-  const auto scale = static_cast<Word16>(norm_l(peak_of(coefs, width)) - HEADROOM_SHIFT[group]);
-  const Word32 energy = scaled_energy(coefs, width, scale);
-  const Word32 mean = L_mls(energy, RECIPROCAL_WIDTH[group]);
-
-  const int mean_shift = norm_l(mean);
-  const int half_step = wrapped(bits_of(mean) << mean_shift) < SQRT_HALF ? 1 : 0;
-  const int index = 19 + mean_shift + 2 * (scale - 16) + half_step;
-  *norm = static_cast<Word16>(std::clamp(index, 0, limit - 1));
+  with_fixed_width(width, [=](auto fixed_width) {
+    *norm = static_cast<Word16>(std::clamp(norm_of<fixed_width>(coefs, group), 0, limit - 1));
+  });
 }
 
 void compute_band_norms(const Word32* spectrum, Word16* norm_index) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <numeric>
 
 #include "../operators/quiet_operators.h"
 #include "bit_allocation_tables.h"
@@ -13,55 +14,45 @@ using namespace quiet;
 
 namespace {
 
+// Levels and all that is made of them stay within a few dozen: plain integers serve.
+
 constexpr int RUN = 4;  // neighbouring bands of a transient frame: one of each short block
 
-Word16 sum_of(const Word16* values, int count) {
-  Word16 sum = 0;
-  for (int i = 0; i < count; ++i) sum = add(sum, values[i]);
-  return sum;
-}
-
 // Neighbours from the four short blocks share one level.
-void average_runs(Word16* levels) {
+void average_runs(int* levels) {
   for (int b = 0; b < NUM_BANDS; b += RUN) {
-    std::fill_n(levels + b, RUN, shr(sum_of(levels + b, RUN), 2));
+    std::fill_n(levels + b, RUN, std::accumulate(levels + b, levels + b + RUN, 0) >> 2);
   }
 }
 
-// Mean level of a region, rounded down; the reciprocals of 5 and 9 are a little too small.
-Word16 region_mean(const Word16* levels, int size) {
-  const Word16 sum = sum_of(levels, size);
-  switch (size) {
-    case 1:
-      return sum;
-    case 2:
-      return shr(sum, 1);
-    case 3:
-      return mult(sum, 10923);
-    case 4:
-      return mult(sum, 8192);
-    case 5:
-      return mult(sum, 6553);
-    default:
-      return mult(sum, 3641);
+// 1 / size in Q15; those of 5 and 9 are a little too small.
+constexpr std::array<int, 10> RECIPROCAL_SIZE = {0, 32768, 16384, 10923, 8192, 6553, 0, 0, 0, 3641};
+
+// Mean level of each region, rounded down.
+void region_means(const int* levels, int* region) {
+  for (int r = 0; r < NUM_REGIONS; ++r) {
+    const int start = REGION_START[r];
+    const int end = REGION_START[r + 1];
+    const int sum = std::accumulate(levels + start, levels + end, 0);
+    region[r] = (sum * RECIPROCAL_SIZE[end - start]) >> 15;
   }
 }
 
 // What each region masks in its neighbours: 4 half powers of two less a region upwards in
 // frequency, 8 less downwards.
-void spread(Word16* region) {
-  for (int r = 1; r < NUM_REGIONS; ++r) region[r] = std::max(region[r], sub(region[r - 1], 4));
-  for (int r = NUM_REGIONS - 2; r >= 0; --r) {
-    region[r] = std::max(region[r], sub(region[r + 1], 8));
-  }
+void spread(int* region) {
+  for (int r = 1; r < NUM_REGIONS; ++r) region[r] = std::max(region[r], region[r - 1] - 4);
+  for (int r = NUM_REGIONS - 2; r >= 0; --r) region[r] = std::max(region[r], region[r + 1] - 8);
 }
 
 // Brings the values into 0 to 3 at most.
-void squeeze(Word16* region) {
-  const auto [lowest, highest] = std::minmax_element(region, region + NUM_REGIONS);
-  const Word16 low = *lowest;
-  const Word16 shift = sub(norm_s(sub(*highest, low)), 13);
-  for (int r = 0; r < NUM_REGIONS; ++r) region[r] = shl(sub(region[r], low), shift);
+void squeeze(int* region) {
+  const int low = *std::min_element(region, region + NUM_REGIONS);
+  const int high = *std::max_element(region, region + NUM_REGIONS);
+  const int shift = norm_s(static_cast<Word16>(high - low)) - 13;
+  for (int r = 0; r < NUM_REGIONS; ++r) {
+    region[r] = shl(static_cast<Word16>(region[r] - low), static_cast<Word16>(shift));
+  }
 }
 
 // The ranks of each weight. Weights are norm levels of -5 to 34, raised by 0 to 3 and lowered by 2
@@ -158,25 +149,23 @@ void top_up(Allocation* a, const BandGroup& group, Word16 from) {
 }  // namespace
 
 void compute_band_weights(const Word16* levels, Word16* weights, Word16 transient) {
-  Word16 smooth[NUM_BANDS];
+  int smooth[NUM_BANDS];
   std::copy_n(levels, NUM_BANDS, smooth);
   if (transient != 0) average_runs(smooth);
 
-  Word16 region[NUM_REGIONS];
-  for (int r = 0; r < NUM_REGIONS; ++r) {
-    const int size = REGION_START[r + 1] - REGION_START[r];
-    region[r] = sub(add(region_mean(smooth + REGION_START[r], size), WEIGHT_OFFSET[r]), 10);
-  }
+  int region[NUM_REGIONS];
+  region_means(smooth, region);
+  for (int r = 0; r < NUM_REGIONS; ++r) region[r] += WEIGHT_OFFSET[r] - 10;
   spread(region);
   for (int r = 0; r < NUM_REGIONS; ++r) {
-    region[r] = sub(WEIGHT_OFFSET[r], std::max(region[r], WEIGHT_FLOOR[r]));
+    region[r] = WEIGHT_OFFSET[r] - std::max<int>(region[r], WEIGHT_FLOOR[r]);
   }
   squeeze(region);
 
-  Word16 raised[NUM_BANDS];
+  int raised[NUM_BANDS];
   for (int b = 0; b < NUM_BANDS; ++b) raised[b] = region[ENVELOPE_REGION[b]];
   if (transient != 0) average_runs(raised);
-  for (int b = 0; b < NUM_BANDS; ++b) weights[b] = add(raised[b], levels[b]);
+  for (int b = 0; b < NUM_BANDS; ++b) weights[b] = static_cast<Word16>(raised[b] + levels[b]);
 }
 
 // Instead of searching for the largest weight in every step, keeps the ranks of each weight at
@@ -206,10 +195,10 @@ void allocate_bits(Word16* weights, const Word16* order, Word16 budget, Word16 c
 }
 
 Word16 count_allocated_bits(const Word16* bits, Word16 count, Word16* total) {
-  Word16 sum = 0;
-  for (int b = 0; b < count; ++b) sum = add(sum, extract_l(L_mult0(bits[b], band_width[b])));
-  *total = sum;
-  return sum;
+  int sum = 0;
+  for (int b = 0; b < count; ++b) sum += bits[b] * band_width[b];
+  *total = static_cast<Word16>(sum);
+  return *total;
 }
 
 }  // namespace g719

@@ -3,11 +3,8 @@
 #include <algorithm>
 
 #include "../frame/soft_bits.h"
-#include "../operators/quiet_operators.h"
 
 namespace g719 {
-
-using namespace quiet;
 
 namespace {
 
@@ -34,12 +31,14 @@ constexpr auto DECODED_DELTA = [] {
 
 void encode_norm_deltas(Word16* levels, Word16 count, Word16* norms, Word16* deltas) {
   for (int i = count - 1; i > 0; --i) {
-    norms[i - 1] = std::min(norms[i - 1], sub(norms[i], MIN_NORM_DELTA));
+    const auto highest = static_cast<Word16>(norms[i] - MIN_NORM_DELTA);
+    norms[i - 1] = std::min(norms[i - 1], highest);
   }
   for (int i = 1; i < count; ++i) {
-    norms[i] = std::min(norms[i], add(norms[i - 1], MAX_NORM_DELTA));
+    const auto highest = static_cast<Word16>(norms[i - 1] + MAX_NORM_DELTA);
+    norms[i] = std::min(norms[i], highest);
     levels[i] = NORM_LEVEL_TABLE[norms[i]];
-    deltas[i - 1] = sub(sub(norms[i], norms[i - 1]), MIN_NORM_DELTA);
+    deltas[i - 1] = static_cast<Word16>(norms[i] - norms[i - 1] - MIN_NORM_DELTA);
   }
 }
 
@@ -59,9 +58,9 @@ void restore_transient_norms(const Word16* ordered_norms, Word16* norms, Word16*
 }
 
 Word16 norm_huffman_bits(const Word16* deltas) {
-  Word16 bits = 0;
-  for (int i = 0; i < NUM_NORM_DELTAS; ++i) bits = add(bits, norm_delta_code_len[deltas[i]]);
-  return bits;
+  int bits = 0;
+  for (int i = 0; i < NUM_NORM_DELTAS; ++i) bits += norm_delta_code_len[deltas[i]];
+  return static_cast<Word16>(bits);
 }
 
 void decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas) {
@@ -74,8 +73,8 @@ void decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas) {
 void decode_norm_deltas(const Word16* deltas, Word16 first_norm, Word16* norms) {
   norms[0] = first_norm;
   for (int i = 1; i < NUM_BANDS; ++i) {
-    const Word16 norm = add(deltas[i - 1], add(norms[i - 1], MIN_NORM_DELTA));
-    norms[i] = std::clamp<Word16>(norm, 0, NUM_NORM_LEVELS - 1);
+    const int norm = norms[i - 1] + deltas[i - 1] + MIN_NORM_DELTA;
+    norms[i] = static_cast<Word16>(std::clamp(norm, 0, NUM_NORM_LEVELS - 1));
   }
 }
 

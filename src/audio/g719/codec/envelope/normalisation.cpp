@@ -1,6 +1,7 @@
 #include "normalisation.h"
 
 #include "../operators/quiet_operators.h"
+#include "band_layout.h"
 
 namespace g719 {
 
@@ -11,12 +12,17 @@ namespace {
 constexpr Word16 SQRT_HALF = 23170;  // Q15
 
 // Quiet bands shift up, with saturation.
-void normalize_band(const Word32* __restrict coefs, int width, Word16 shift,
-                    Word16* __restrict normalized) {
+template <int WIDTH>
+void normalize_band(Word32* __restrict coefs, int norm, Word16* __restrict normalized) {
+  const int odd = norm % 2;
+  if (odd != 0) {
+    for (int i = 0; i < WIDTH; ++i) coefs[i] = scale_q15(coefs[i], SQRT_HALF);
+  }
+  const auto shift = static_cast<Word16>(17 - odd - norm / 2);
   if (shift < 0) {
-    for (int i = 0; i < width; ++i) normalized[i] = extract_l(L_shr(coefs[i], shift));
+    for (int i = 0; i < WIDTH; ++i) normalized[i] = extract_l(L_shr(coefs[i], shift));
   } else {
-    for (int i = 0; i < width; ++i) normalized[i] = extract_l(coefs[i] >> shift);
+    for (int i = 0; i < WIDTH; ++i) normalized[i] = extract_l(coefs[i] >> shift);
   }
 }
 
@@ -24,15 +30,12 @@ void normalize_band(const Word32* __restrict coefs, int width, Word16 shift,
 
 void normalize_band_group(Word32* coefs, const Word16* norms, Word16 first_band, Word16 end_band,
                           Word16 width, Word16* normalized) {
-  for (int b = first_band; b < end_band; ++b) {
-    const int odd = norms[b] % 2;
-    if (odd != 0) {
-      for (int i = 0; i < width; ++i) coefs[i] = scale_q15(coefs[i], SQRT_HALF);
+  with_fixed_width(width, [=](auto fixed_width) {
+    for (int b = first_band; b < end_band; ++b) {
+      const int start = (b - first_band) * fixed_width;
+      normalize_band<fixed_width>(coefs + start, norms[b], normalized + start);
     }
-    normalize_band(coefs, width, static_cast<Word16>(17 - odd - norms[b] / 2), normalized);
-    coefs += width;
-    normalized += width;
-  }
+  });
 }
 
 }  // namespace g719

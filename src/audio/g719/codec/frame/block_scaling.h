@@ -26,7 +26,8 @@ inline void shift_left(Word32* values, int count, Word16 shift) {
 // Down, or with a negative shift up, which saturates.
 inline void shift_right(Word32* values, int count, Word16 shift) {
   if (shift < 0) {
-    for (int i = 0; i < count; ++i) values[i] = quiet::L_shr(values[i], shift);
+    const auto up = static_cast<Word16>(-shift);
+    for (int i = 0; i < count; ++i) values[i] = quiet::L_shl(values[i], up);
   } else {
     for (int i = 0; i < count; ++i) values[i] >>= shift;
   }

@@ -1,5 +1,6 @@
 #include "coef_coding.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -37,26 +38,22 @@ Word16* write_huffman(const Word16* values, int count, Word16 bits, Word16* posi
 // One-bit bands hold one 8-bit value a vector, the others one value a coefficient.
 Word16* write_fixed(const Word16* values, int count, Word16 bits, Word16* position) {
   const int step = bits == 1 ? VECTOR_SIZE : 1;
-  const int width = bits * step;
-  for (int i = 0; i < count; i += step, position += width) {
-    if (width <= SOFT_BLOCK) {
-      write_soft_block(values[i], width, position);
-    } else {
-      write_soft_bits(values[i], static_cast<Word16>(width), position);
-    }
+  const int width = std::min(bits * step, SOFT_BLOCK);
+  for (int i = 0; i < count; i += step) {
+    if (bits > SOFT_BLOCK) write_soft_block(values[i] >> SOFT_BLOCK, 1, position++);
+    write_soft_block(values[i], width, position);
+    position += width;
   }
   return position;
 }
 
 const Word16* read_fixed(const Word16* position, int count, Word16 bits, Word16* values) {
   const int step = bits == 1 ? VECTOR_SIZE : 1;
-  const int width = bits * step;
-  for (int i = 0; i < count; i += step, position += width) {
-    if (width <= SOFT_BLOCK) {
-      values[i] = static_cast<Word16>(read_soft_block(position) >> (SOFT_BLOCK - width));
-    } else {
-      read_soft_bits(position, static_cast<Word16>(width), values + i);
-    }
+  const int width = std::min(bits * step, SOFT_BLOCK);
+  for (int i = 0; i < count; i += step) {
+    const int ninth = bits > SOFT_BLOCK && *position++ == SOFT_BIT_ONE ? 1 << SOFT_BLOCK : 0;
+    values[i] = static_cast<Word16>(ninth + (read_soft_block(position) >> (SOFT_BLOCK - width)));
+    position += width;
   }
   return position;
 }

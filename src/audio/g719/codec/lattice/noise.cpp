@@ -70,34 +70,35 @@ void attenuate(const Word16* band_bits, int end_band, Word16 halvings, Word16* n
 }
 
 // The inverse of the encoder's normalisation. Loud norms shift up, with saturation.
-void denormalize_band(const Word16* __restrict coefs, int width, Word16 norm,
-                      Word32* __restrict spectrum) {
+template <int WIDTH>
+void denormalize_band(const Word16* __restrict coefs, int norm, Word32* __restrict spectrum) {
   const Word32 factor = norm % 2 != 0 ? SQRT_HALF : 32768;
   const auto shift = static_cast<Word16>(2 - norm / 2);
   if (shift > 0) {
-    for (int i = 0; i < width; ++i) spectrum[i] = quiet::L_shl(coefs[i] * factor, shift);
+    for (int i = 0; i < WIDTH; ++i) spectrum[i] = quiet::L_shl(coefs[i] * factor, shift);
   } else {
-    for (int i = 0; i < width; ++i) spectrum[i] = (coefs[i] * factor) >> -shift;
+    for (int i = 0; i < WIDTH; ++i) spectrum[i] = (coefs[i] * factor) >> -shift;
   }
 }
 
 }  // namespace
 
 Word16 estimate_noise_level(const Word16* norm_coefs, const Word16* band_bits) {
-  Word16 significant_bits = 0;
-  Word16 count = 0;
+  int significant_bits = 0;  // of all coefficients; one that is 0 counts -1
+  int count = 0;
   const int end = coded_end(band_bits);
   const int end_band = end == 0 ? NUM_BANDS : end;
   for (int b = 0; b < end_band; ++b) {
     if (band_bits[b] != 0) continue;
     for (int i = band_start[b]; i < band_end[b]; ++i) {
       const Word16 x = norm_coefs[i];
-      const auto bits = static_cast<Word16>(x != 0 ? 15 - quiet::norm_s(x) : -1);
-      significant_bits = quiet::add(significant_bits, bits);
+      significant_bits += x != 0 ? 15 - quiet::norm_s(x) : -1;
     }
-    count = quiet::add(count, band_width[b]);
+    count += band_width[b];
   }
-  const Word16 mean = count != 0 ? quiet::mult(significant_bits, div_s(1, count)) : Word16{0};
+  if (count == 0) return 3;
+  const Word16 mean =
+      quiet::mult(static_cast<Word16>(significant_bits), div_s(1, static_cast<Word16>(count)));
   return std::min<Word16>(quiet::sub(7, mean), 3);
 }
 
@@ -112,9 +113,13 @@ void fill_spectrum(Word16* norm_coefs, Word32* spectrum, const Word16* band_bits
     if (transient_flag == 0) fold_above(band_end[coded - 1], norm_coefs);
     attenuate(band_bits, end_band, noise_level_index, norm_coefs);
   }
-  for (int b = 0; b < NUM_BANDS; ++b) {
-    denormalize_band(norm_coefs + band_start[b], band_width[b], norm_index[b],
-                     spectrum + band_start[b]);
+  for (const BandGroup& group : BAND_GROUPS) {
+    with_fixed_width(group.width, [=](auto fixed_width) {
+      for (int b = group.first_band; b < group.end_band; ++b) {
+        denormalize_band<fixed_width>(norm_coefs + band_start[b], norm_index[b],
+                                      spectrum + band_start[b]);
+      }
+    });
   }
 }
 

@@ -24,11 +24,10 @@ namespace quiet {
 constexpr Word32 wrapped(std::uint32_t bits) { return static_cast<Word32>(bits); }
 constexpr std::uint32_t bits_of(Word32 value) { return static_cast<std::uint32_t>(value); }
 
+// By value and in two steps, which compilers turn into vector minima and maxima.
 constexpr Word16 saturate(Word32 value) {
-  return static_cast<Word16>(std::clamp<Word32>(value, MIN_16, MAX_16));
-}
-constexpr Word32 L_saturate(std::int64_t value) {
-  return static_cast<Word32>(std::clamp<std::int64_t>(value, MIN_32, MAX_32));
+  const Word32 from_below = value < MIN_16 ? MIN_16 : value;
+  return static_cast<Word16>(from_below > MAX_16 ? MAX_16 : from_below);
 }
 
 constexpr Word16 extract_h(Word32 value) { return static_cast<Word16>(value >> 16); }
@@ -80,10 +79,12 @@ constexpr Word32 L_mac0(Word32 sum, Word16 a, Word16 b) { return L_add(sum, a * 
 constexpr Word32 L_msu0(Word32 sum, Word16 a, Word16 b) { return L_sub(sum, a * b); }
 
 constexpr Word32 L_shr(Word32 a, Word16 n);
-// a * 2^n; n <= 0 shifts right.
+// a * 2^n; n <= 0 shifts right. Bits were lost when shifting back does not give a again.
 constexpr Word32 L_shl(Word32 a, Word16 n) {
   if (n <= 0) return L_shr(a, static_cast<Word16>(-std::max<Word32>(n, -32)));
-  return L_saturate(std::int64_t{a} * (std::int64_t{1} << std::min<Word32>(n, 32)));
+  const int up = std::min<int>(n, 31);
+  const Word32 shifted = wrapped(bits_of(a) << up);
+  return shifted >> up == a ? shifted : (a >> 31) ^ MAX_32;
 }
 constexpr Word32 L_shr(Word32 a, Word16 n) {
   if (n < 0) return L_shl(a, static_cast<Word16>(-std::max<Word32>(n, -32)));

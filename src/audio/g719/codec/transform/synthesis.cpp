@@ -15,7 +15,7 @@ namespace {
 // same as one clamp.
 Word16 to_sample(Word32 sum) {
   constexpr Word32 FULL_SCALE = 1 << 24;
-  return saturate((std::min(sum, FULL_SCALE) + 256) >> 9);
+  return saturate(((sum > FULL_SCALE ? FULL_SCALE : sum) + 256) >> 9);
 }
 
 }  // namespace

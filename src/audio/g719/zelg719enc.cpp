@@ -1,0 +1,202 @@
+/**
+ * SECTION:element-zelg719enc
+ * @title: zelg719enc
+ *
+ * Encodes 48 kHz mono audio to G.719 payloads: one two-byte header and one frame for every 960
+ * samples.
+ *
+ * ## Example launch line
+ * |[
+ * gst-launch-1.0 filesrc location=speech.wav ! wavparse ! audioconvert ! audioresample !
+ *     zelg719enc bitrate=48000 ! filesink location=speech.g719
+ * ]|
+ */
+#include "zelg719enc.h"
+
+#include <bit>
+#include <cstring>
+
+#include "mapped_buffer.h"
+#include "payload.h"
+#include "platform/zelg719bitrate.h"
+
+// The codec works on samples in host order, and the caps say S16LE.
+static_assert(std::endian::native == std::endian::little);
+
+GST_DEBUG_CATEGORY_STATIC(zel_g719_enc_debug);
+#define GST_CAT_DEFAULT zel_g719_enc_debug
+
+enum { PROP_BITRATE = 1 };
+
+static GstStaticPadTemplate src_template =
+    GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS(G719_ENCODED_CAPS));
+static GstStaticPadTemplate sink_template =
+    GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(G719_RAW_CAPS));
+
+G_DEFINE_TYPE(ZelG719Enc, zel_g719_enc, GST_TYPE_AUDIO_ENCODER)
+
+static void zel_g719_enc_set_property(GObject* object, guint id, const GValue* value,
+                                      GParamSpec* spec);
+static void zel_g719_enc_get_property(GObject* object, guint id, GValue* value, GParamSpec* spec);
+static gboolean zel_g719_enc_start(GstAudioEncoder* base);
+static gboolean zel_g719_enc_stop(GstAudioEncoder* base);
+static gboolean zel_g719_enc_set_format(GstAudioEncoder* base, GstAudioInfo* info);
+static GstFlowReturn zel_g719_enc_handle_frame(GstAudioEncoder* base, GstBuffer* input);
+
+static void zel_g719_enc_class_init(ZelG719EncClass* klass) {
+  auto* object_class = G_OBJECT_CLASS(klass);
+  auto* element_class = GST_ELEMENT_CLASS(klass);
+  auto* encoder_class = GST_AUDIO_ENCODER_CLASS(klass);
+
+  object_class->set_property = zel_g719_enc_set_property;
+  object_class->get_property = zel_g719_enc_get_property;
+
+  gst_element_class_add_static_pad_template(element_class, &src_template);
+  gst_element_class_add_static_pad_template(element_class, &sink_template);
+  // The blank at the end of the classification is part of it.
+  gst_element_class_set_static_metadata(element_class, "G.719 Encoder element",
+                                        "Codec/Encoder/Audio ", "Encode streams with G.719",
+                                        "Zelkor audio team <audio@zelkor.example>");
+
+  encoder_class->start = GST_DEBUG_FUNCPTR(zel_g719_enc_start);
+  encoder_class->stop = GST_DEBUG_FUNCPTR(zel_g719_enc_stop);
+  encoder_class->set_format = GST_DEBUG_FUNCPTR(zel_g719_enc_set_format);
+  encoder_class->handle_frame = GST_DEBUG_FUNCPTR(zel_g719_enc_handle_frame);
+
+  g_object_class_install_property(
+      object_class, PROP_BITRATE,
+      g_param_spec_enum("bitrate", "Bitrate", "The bitrate to decode", zel_g719_bitrate_get_type(),
+                        ZEL_G719_DEFAULT_BITRATE,
+                        static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_CONSTRUCT |
+                                                 G_PARAM_STATIC_STRINGS)));
+
+  GST_DEBUG_CATEGORY_INIT(zel_g719_enc_debug, "g719enc", 0, "g719enc");
+}
+
+static void zel_g719_enc_init(ZelG719Enc*) {}
+
+// The property may be written by the application while the streaming thread reads it.
+static void zel_g719_enc_set_property(GObject* object, guint id, const GValue* value,
+                                      GParamSpec* spec) {
+  switch (id) {
+    case PROP_BITRATE:
+      g_atomic_int_set(&ZEL_G719_ENC(object)->bitrate, g_value_get_enum(value));
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  }
+}
+
+static void zel_g719_enc_get_property(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+  switch (id) {
+    case PROP_BITRATE:
+      g_value_set_enum(value, g_atomic_int_get(&ZEL_G719_ENC(object)->bitrate));
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  }
+}
+
+// Puts a fresh instance at `bitrate` in the place of the present one, which stays when none can be
+// had.
+static gboolean zel_g719_enc_init_encoder(ZelG719Enc* self, gint32 bitrate) {
+  GST_DEBUG_OBJECT(self, "Creating encoder with bitrate %d", bitrate);
+  g719_encoder* encoder = g719_encoder_create(bitrate);
+  if (encoder == nullptr) {
+    GST_ELEMENT_ERROR(self, LIBRARY, INIT, ("Could not create a G.719 encoder."),
+                      ("bitrate %d", bitrate));
+    return FALSE;
+  }
+  g719_encoder_destroy(self->encoder);
+  self->encoder = encoder;
+  return TRUE;
+}
+
+static gboolean zel_g719_enc_set_output_caps(ZelG719Enc* self, gint32 bitrate) {
+  GstCaps* caps = gst_caps_make_writable(gst_static_pad_template_get_caps(&src_template));
+  gst_structure_fixate_field_nearest_int(gst_caps_get_structure(caps, 0), "bitrate", bitrate);
+  const gboolean accepted = gst_audio_encoder_set_output_format(GST_AUDIO_ENCODER(self), caps);
+  gst_caps_unref(caps);
+  return accepted;
+}
+
+// Makes the instance and the output caps agree on `bitrate`.
+static gboolean zel_g719_enc_fit_bitrate(ZelG719Enc* self, gint32 bitrate) {
+  if (bitrate != self->encoder->bitrate && !zel_g719_enc_init_encoder(self, bitrate)) return FALSE;
+  return zel_g719_enc_set_output_caps(self, bitrate);
+}
+
+static gboolean zel_g719_enc_start(GstAudioEncoder* base) {
+  auto* self = ZEL_G719_ENC(base);
+  return zel_g719_enc_init_encoder(self, g_atomic_int_get(&self->bitrate));
+}
+
+static gboolean zel_g719_enc_stop(GstAudioEncoder* base) {
+  auto* self = ZEL_G719_ENC(base);
+  GST_DEBUG_OBJECT(self, "stop");
+  g719_encoder_destroy(self->encoder);
+  self->encoder = nullptr;
+  return TRUE;
+}
+
+static gboolean zel_g719_enc_set_format(GstAudioEncoder* base, GstAudioInfo*) {
+  auto* self = ZEL_G719_ENC(base);
+  const gboolean accepted = zel_g719_enc_fit_bitrate(self, g_atomic_int_get(&self->bitrate));
+
+  gst_audio_encoder_set_frame_samples_min(base, g719::FRAME_SAMPLES);
+  gst_audio_encoder_set_frame_samples_max(base, g719::FRAME_SAMPLES);
+  // Without it a large buffer arrives as many frames in one call.
+  gst_audio_encoder_set_frame_max(base, 1);
+  gst_audio_encoder_set_hard_min(base, TRUE);
+  gst_audio_encoder_set_drainable(base, FALSE);
+
+  const GstClockTime frame_time =
+      gst_util_uint64_scale_int(g719::FRAME_SAMPLES, GST_SECOND, g719::SAMPLE_RATE);
+  gst_audio_encoder_set_latency(base, frame_time, frame_time);
+  return accepted;
+}
+
+// Writes the payload of one frame: 960 samples at `pcm`, wherever they are aligned.
+static void zel_g719_enc_write_payload(ZelG719Enc* self, const guint8* pcm, guint8* payload) {
+  gint16 samples[g719::FRAME_SAMPLES];
+  std::memcpy(samples, pcm, sizeof samples);
+  payload[0] = g719::toc_of_bitrate(self->encoder->bitrate);
+  payload[1] = 1;
+  g719_encoder_encode(self->encoder, samples, payload + g719::PAYLOAD_HEADER_BYTES);
+}
+
+static GstFlowReturn zel_g719_enc_handle_frame(GstAudioEncoder* base, GstBuffer* input) {
+  auto* self = ZEL_G719_ENC(base);
+  const gint32 bitrate = g_atomic_int_get(&self->bitrate);
+  if (bitrate != self->encoder->bitrate && !zel_g719_enc_fit_bitrate(self, bitrate)) {
+    return GST_FLOW_ERROR;
+  }
+
+  MappedBuffer pcm(input, GST_MAP_READ);
+  if (!pcm) {
+    GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Could not map the audio to encode."), (nullptr));
+    return GST_FLOW_ERROR;
+  }
+  GST_LOG_OBJECT(self, "Received buffer of size %" G_GSIZE_FORMAT, pcm.size());
+
+  const auto frame_bytes = static_cast<gsize>(g719::frame_bytes_of_bitrate(bitrate));
+  GstBuffer* output =
+      gst_audio_encoder_allocate_output_buffer(base, g719::PAYLOAD_HEADER_BYTES + frame_bytes);
+  if (output == nullptr) {
+    GST_DEBUG_OBJECT(self, "failed to alloc buffer");
+    return GST_FLOW_ERROR;
+  }
+  MappedBuffer payload(output, GST_MAP_WRITE);
+  if (!payload) {
+    gst_buffer_unref(output);
+    GST_ELEMENT_ERROR(self, RESOURCE, WRITE, ("Could not map the buffer for the payload."),
+                      (nullptr));
+    return GST_FLOW_ERROR;
+  }
+
+  zel_g719_enc_write_payload(self, pcm.data(), payload.data());
+  payload.unmap();
+  pcm.unmap();
+  GST_LOG_OBJECT(self, "Finished encoding");
+  return gst_audio_encoder_finish_frame(base, output, g719::FRAME_SAMPLES);
+}

@@ -1,0 +1,418 @@
+// Every kernel against its operator-by-operator twin: results, everything written through
+// pointers, untouched inputs and the cells before and after every array.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <numeric>
+#include <random>
+#include <tuple>
+#include <vector>
+
+#include "envelope/band_layout.h"
+#include "envelope/band_norms.h"
+#include "envelope/bit_allocation.h"
+#include "envelope/normalisation.h"
+#include "lattice/codebook.h"
+#include "lattice/lattice_decoder.h"
+#include "lattice/lattice_encoder.h"
+#include "lattice/noise.h"
+#include "literal.h"
+#include "operators/quiet_operators.h"
+#include "transform/analysis_window.h"
+#include "transform/dct4.h"
+#include "transform/fft120.h"
+#include "transform/forward_transform.h"
+#include "transform/inverse_transform.h"
+#include "transform/synthesis.h"
+#include "transform/transient_detector.h"
+
+namespace {
+
+using namespace g719;
+
+constexpr int GUARDS = 16;
+
+// An array (or a record) that a kernel gets by pointer, between guard cells.
+template <typename T>
+struct Array {
+  explicit Array(const std::vector<T>& content) : cells(content.size() + 2 * GUARDS) {
+    std::memset(static_cast<void*>(cells.data()), 0x5a, cells.size() * sizeof(T));
+    std::copy(content.begin(), content.end(), data());
+  }
+  T* data() { return cells.data() + GUARDS; }
+
+  std::vector<T> cells;
+};
+
+// One whose content a kernel may leave as it likes.
+template <typename T>
+struct Scratch : Array<T> {
+  using Array<T>::Array;
+};
+
+Word16 argument(Word16 scalar) { return scalar; }
+template <typename T>
+T* argument(Array<T>& array) {
+  return array.data();
+}
+template <typename T>
+const T* argument(const Array<T>& array) {
+  return array.cells.data() + GUARDS;
+}
+
+// First cell that differs, counted from the array's start. Guards must also be intact.
+constexpr int NO_CELL = std::numeric_limits<int>::min();
+
+int difference(Word16, Word16) { return NO_CELL; }  // scalars go in by value
+template <typename T>
+int difference(const Array<T>& a, const Array<T>& b, bool guards_only = false) {
+  const int size = static_cast<int>(a.cells.size());
+  const Array<T> guard({});
+  for (int i = 0; i < size; i++) {
+    const bool inside = i >= GUARDS && i < size - GUARDS;
+    const T& expected = inside ? b.cells[i] : guard.cells[0];
+    if (inside && guards_only) continue;
+    if (std::memcmp(&a.cells[i], &expected, sizeof(T)) != 0) return i - GUARDS;
+  }
+  return NO_CELL;
+}
+template <typename T>
+int difference(const Scratch<T>& a, const Scratch<T>& b) {
+  return difference<T>(a, b, true);
+}
+
+// Runs the kernel on a copy of the arguments and its twin on the arguments themselves.
+template <typename Kernel, typename Twin, typename... Arguments>
+void expect_same(const char* name, Kernel kernel, Twin twin, Arguments&&... arguments) {
+  auto copies = std::make_tuple(arguments...);
+  const auto run = [&] {
+    return std::apply([&](auto&... a) { return kernel(argument(a)...); }, copies);
+  };
+  if constexpr (std::is_void_v<decltype(run())>) {
+    run();
+    twin(argument(arguments)...);
+  } else {
+    const auto result = run();
+    EXPECT_EQ(result, twin(argument(arguments)...)) << name;
+  }
+  std::apply(
+      [&](auto&... copy) {
+        int position = 0;
+        const auto compare = [&](const auto& a, const auto& b) {
+          const int cell = difference(a, b);
+          EXPECT_EQ(cell, NO_CELL) << name << ": first difference in argument " << position;
+          position++;
+        };
+        (compare(copy, arguments), ...);
+      },
+      copies);
+}
+#define EXPECT_SAME(kernel, ...) expect_same(#kernel, g719::kernel, literal::kernel, __VA_ARGS__)
+
+using Random = std::mt19937_64;
+
+template <typename T = int>
+T pick(Random& random, std::int64_t low, std::int64_t high) {
+  return static_cast<T>(
+      low + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(high - low + 1)));
+}
+
+enum Shape {
+  MINIMA,
+  MAXIMA,
+  ALTERNATING,
+  EXTREMES,
+  SPARSE,
+  SMALL,
+  UNIFORM,
+  MIXED,
+  LEVEL,
+  NUM_SHAPES
+};
+
+template <typename T>
+std::vector<T> values(Shape shape, int count, Random& random,
+                      std::int64_t low = std::numeric_limits<T>::min(),
+                      std::int64_t high = std::numeric_limits<T>::max()) {
+  constexpr int bits = std::numeric_limits<T>::digits;
+  const int level = pick(random, 0, bits);
+  const auto value = [&](int i) -> std::int64_t {
+    const std::int64_t uniform = pick<std::int64_t>(random, low, high);
+    switch (shape) {
+      case MINIMA:
+        return low;
+      case MAXIMA:
+        return high;
+      case ALTERNATING:
+        return i % 2 == 0 ? high : low;
+      case EXTREMES:
+        return uniform % 2 == 0 ? high : low;
+      case SPARSE:
+        return random() % 64 == 0 ? uniform : 0;
+      case SMALL:
+        return pick(random, -4, 4);
+      case MIXED:
+        return uniform >> pick(random, 0, bits);
+      case LEVEL:
+        return uniform >> level;
+      default:
+        return uniform;
+    }
+  };
+  std::vector<T> v(count);
+  for (int i = 0; i < count; i++) v[i] = static_cast<T>(std::clamp(value(i), low, high));
+  return v;
+}
+
+template <typename T>
+Array<T> array(Shape shape, int count, Random& random,
+               std::int64_t low = std::numeric_limits<T>::min(),
+               std::int64_t high = std::numeric_limits<T>::max()) {
+  return Array<T>(values<T>(shape, count, random, low, high));
+}
+
+// An array to write, full of something else.
+template <typename T>
+Array<T> output(int count) {
+  return Array<T>(std::vector<T>(count, 0x1234));
+}
+
+template <typename Round>
+void for_rounds(int rounds, Round round) {
+  Random random(719);
+  for (int i = 0; i < rounds && !testing::Test::HasFailure(); i++) {
+    const auto shape = static_cast<Shape>(i % NUM_SHAPES);
+    SCOPED_TRACE(testing::Message() << "round " << i << ", shape " << shape);
+    round(shape, random);
+  }
+}
+
+// A spectrum or folded block as the drivers hand it on: the largest magnitude has `headroom` spare
+// bits, or is whatever it is.
+std::vector<Word32> block(Shape shape, bool scaled, Word16 headroom, Random& random) {
+  std::vector<Word32> v = values<Word32>(shape, FRAME_SAMPLES, random);
+  Word32 largest = 0;
+  for (Word32 x : v) largest = std::max(largest, quiet::L_abs(x));
+  const Word16 shift = quiet::sub(quiet::norm_l(largest), headroom);
+  if (scaled && largest != 0) {
+    for (Word32& x : v) x = quiet::L_shl(x, shift);
+  }
+  return v;
+}
+
+void set_energy(g719_encoder_state* state, std::int64_t energy) {
+  state->energy_memory_high = static_cast<Word32>(energy >> 31);
+  state->energy_memory_low = static_cast<Word32>(energy & MAX_32);
+}
+
+// The lowest running energy at which the frame counts as stationary.
+std::int64_t detection_threshold(const Array<Word16>& samples, const g719_encoder_state& state) {
+  std::int64_t low = 0;
+  std::int64_t high = std::int64_t{1} << 48;
+  while (low < high) {
+    const std::int64_t middle = (low + high) / 2;
+    g719_encoder_state probe = state;
+    probe.transient_hangover = 0;
+    set_energy(&probe, middle);
+    if (literal::detect_transient(argument(samples), &probe) != 0) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return low;
+}
+
+TEST(Kernels, TransientDetector) {
+  Array<g719_encoder_state> state({g719_encoder_state{}});
+  for_rounds(2000, [&](Shape shape, Random& random) {
+    const auto samples = array<Word16>(shape, FRAME_SAMPLES, random);
+    EXPECT_SAME(detect_transient, samples, state);
+    const std::int64_t threshold = detection_threshold(samples, *state.data());
+    for (std::int64_t energy :
+         {threshold - 1, threshold, pick<std::int64_t>(random, 0, threshold)}) {
+      auto near = state;
+      set_energy(near.data(), std::max<std::int64_t>(energy, 0));
+      EXPECT_SAME(detect_transient, samples, near);
+    }
+  });
+}
+
+TEST(Kernels, WindowAndFold) {
+  auto memory = output<Word32>(480);
+  for_rounds(2000, [&](Shape shape, Random& random) {
+    EXPECT_SAME(window_and_fold, array<Word16>(shape, FRAME_SAMPLES, random),
+                output<Word32>(FRAME_SAMPLES), memory);
+  });
+}
+
+TEST(Kernels, ForwardTransform) {
+  for_rounds(900, [&](Shape shape, Random& random) {
+    for (Word16 transient_flag : {Word16{0}, Word16{1}}) {
+      EXPECT_SAME(forward_transform, Array(block(shape, random() % 4 != 0, 0, random)),
+                  output<Word32>(FRAME_SAMPLES), transient_flag);
+    }
+  });
+}
+
+TEST(Kernels, InverseTransform) {
+  for_rounds(900, [&](Shape shape, Random& random) {
+    for (Word16 transient_flag : {Word16{0}, Word16{1}}) {
+      EXPECT_SAME(inverse_transform, Scratch<Word32>(block(shape, random() % 2 == 0, 7, random)),
+                  output<Word32>(2 * FRAME_SAMPLES), transient_flag);
+    }
+  });
+}
+
+TEST(Kernels, SynthesizeFrame) {
+  auto memory = output<Word32>(FRAME_SAMPLES);
+  for_rounds(2000, [&](Shape shape, Random& random) {
+    const int bits = random() % 2 == 0 ? 31 : 24;  // 24: the edge of what 16-bit samples hold
+    EXPECT_SAME(synthesize_frame,
+                array<Word32>(shape, 2 * FRAME_SAMPLES, random, -(1LL << bits), (1LL << bits) - 1),
+                output<Word16>(FRAME_SAMPLES), memory);
+  });
+}
+
+TEST(Kernels, FftAndDct) {
+  for_rounds(2000, [](Shape shape, Random& random) {
+    const int bits = random() % 2 == 0 ? 31 : pick(random, 20, 27);  // with and without saturation
+    const std::int64_t low = -(1LL << bits), high = (1LL << bits) - 1;
+    std::vector<Complex> points(120);
+    const auto parts = values<Word32>(shape, 240, random, low, high);
+    std::memcpy(points.data(), parts.data(), sizeof(Complex) * points.size());
+    EXPECT_SAME(fft120, Array(points));
+    EXPECT_SAME(dct4_240, array<Word32>(shape, 240, random, low, high), output<Word32>(240));
+    EXPECT_SAME(dct4_960, Scratch<Word32>(values<Word32>(shape, 960, random, low, high)),
+                output<Word32>(960));
+  });
+}
+
+TEST(Kernels, BandNorms) {
+  for_rounds(20000, [](Shape shape, Random& random) {
+    const auto group = pick<Word16>(random, 0, 3);
+    const Word16 width = BAND_GROUPS[group].width;
+    const Word16 limit = random() % 4 == 0 ? 32 : 40;
+    auto coefs = array<Word32>(shape, width, random);
+    EXPECT_SAME(compute_band_norm, coefs, output<Word16>(1), limit, width, group);
+
+    // And where the index changes as the first coefficient grows.
+    const auto norm = [&](Word32 first) {
+      Word16 index = 0;
+      coefs.data()[0] = first;
+      literal::compute_band_norm(coefs.data(), &index, limit, width, group);
+      return index;
+    };
+    Word32 low = 0;
+    Word32 high = pick<Word32>(random, 0, MAX_32);
+    while (high - low > 1) {
+      const Word32 middle = low + (high - low) / 2;
+      (norm(middle) == norm(low) ? low : high) = middle;
+    }
+    for (Word32 first : {low, high}) {
+      coefs.data()[0] = first;
+      EXPECT_SAME(compute_band_norm, coefs, output<Word16>(1), limit, width, group);
+    }
+  });
+}
+
+TEST(Kernels, NormaliseBandGroup) {
+  for_rounds(4000, [](Shape shape, Random& random) {
+    const auto norms = array<Word16>(random() % 2 == 0 ? UNIFORM : shape, NUM_BANDS, random, 0, 39);
+    for (const auto& [first_band, end_band, width, start] : BAND_GROUPS) {
+      const int count = (end_band - first_band) * width;
+      EXPECT_SAME(normalize_band_group, array<Word32>(shape, count, random), norms, first_band,
+                  end_band, width, output<Word16>(count));
+    }
+  });
+}
+
+TEST(Kernels, BitAllocation) {
+  for_rounds(20000, [](Shape shape, Random& random) {
+    const auto levels = array<Word16>(shape, NUM_BANDS, random, -5, 34);
+    auto weights = output<Word16>(NUM_BANDS);
+    EXPECT_SAME(compute_band_weights, levels, weights, pick<Word16>(random, 0, 1));
+    if (random() % 4 == 0) weights = array<Word16>(shape, NUM_BANDS, random, -60, 60);
+
+    const Word16 count = random() % 2 == 0 ? 36 : 44;
+    std::vector<Word16> bands(NUM_BANDS);
+    std::iota(bands.begin(), bands.end(), Word16{0});
+    Array<Word16> order(bands);
+    EXPECT_SAME(sort_bands_by_weight, weights, count, order);
+
+    // 2422 bits: the highest bitrate with the shortest norms. A low limit fills every band.
+    const auto budget = pick<Word16>(random, 0, random() % 4 == 0 ? 64 : 2422);
+    const auto max_bits =
+        pick<Word16>(random, random() % 4 == 0 ? 1 : MAX_BAND_BITS, MAX_BAND_BITS);
+    EXPECT_SAME(allocate_bits, Scratch<Word16>({weights.data(), weights.data() + NUM_BANDS}), order,
+                budget, count, max_bits, Array(std::vector<Word16>(NUM_BANDS)));
+  });
+}
+
+TEST(Kernels, Lattice) {
+  for_rounds(60000, [](Shape shape, Random& random) {
+    const auto R = pick<Word16>(random, 2, MAX_BAND_BITS);
+    const auto modulus = static_cast<Word16>(1 << R);
+    const auto u = values<Word16>(shape, 8, random);
+    EXPECT_SAME(round_to_d8, Array(u), R, output<Word16>(8));
+    EXPECT_SAME(d8_point_to_index, array<Word16>(shape, 8, random, -2049, 2049), modulus,
+                output<Word16>(8));
+    EXPECT_SAME(d8_index_to_point, array<Word16>(shape, 8, random, 0, modulus - 1), R,
+                output<Word16>(8));
+    EXPECT_SAME(quantize_one_bit_vector, Scratch<Word16>(u), output<Word16>(1));
+    EXPECT_SAME(quantize_one_bit_vector,
+                Scratch<Word16>(values<Word16>(shape, 8, random, -700, 700)), output<Word16>(1));
+    EXPECT_SAME(quantize_multi_bit_vector, Scratch<Word16>(u), output<Word16>(8), modulus, R);
+  });
+}
+
+// Bits for each band, all of 0 to 9 or few bands with any.
+Array<Word16> band_bits(Random& random) {
+  return random() % 2 == 0 ? array<Word16>(UNIFORM, NUM_BANDS, random, 0, MAX_BAND_BITS)
+                           : array<Word16>(SPARSE, NUM_BANDS, random, 0, MAX_BAND_BITS);
+}
+
+TEST(Kernels, QuantiseBandGroup) {
+  for_rounds(2000, [](Shape shape, Random& random) {
+    const auto bits = band_bits(random);
+    const int limit = random() % 2 == 0 ? 32767 : 1200;
+    for (const auto& [first_band, end_band, width, start] : BAND_GROUPS) {
+      const int count = (end_band - first_band) * width;
+      EXPECT_SAME(quantize_band_group, array<Word16>(shape, count, random, -limit - 1, limit), bits,
+                  first_band, end_band, width, output<Word16>(count));
+    }
+  });
+}
+
+TEST(Kernels, DequantiseBandGroup) {
+  for_rounds(2000, [](Shape shape, Random& random) {
+    auto bits = band_bits(random);
+    for (const auto& [first_band, end_band, width, start] : BAND_GROUPS) {
+      std::vector<Word16> index;
+      for (int b = first_band; b < end_band; b++) {
+        const int R = bits.data()[b] == 1 ? 8 : bits.data()[b];
+        const auto band = values<Word16>(shape, width, random, 0, (1 << R) - 1);
+        index.insert(index.end(), band.begin(), band.end());
+      }
+      EXPECT_SAME(dequantize_band_group, Array(index), bits, first_band, end_band, width,
+                  output<Word16>(static_cast<int>(index.size())));
+    }
+  });
+}
+
+TEST(Kernels, NoiseFilling) {
+  for_rounds(6000, [](Shape shape, Random& random) {
+    const auto coefs = array<Word16>(shape, NUM_CODED_COEFS, random);
+    const auto bits = band_bits(random);
+    EXPECT_SAME(estimate_noise_level, coefs, bits);
+    for (Word16 transient_flag : {Word16{0}, Word16{1}}) {
+      EXPECT_SAME(fill_spectrum, Array(coefs), output<Word32>(FRAME_SAMPLES), bits, transient_flag,
+                  array<Word16>(UNIFORM, NUM_BANDS, random, 0, 39),
+                  transient_flag != 0 ? Word16{0} : pick<Word16>(random, 0, 3));
+    }
+  });
+}
+
+}  // namespace
