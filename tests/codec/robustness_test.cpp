@@ -7,7 +7,10 @@
 #include "codec_fixture.h"
 #include "envelope/band_layout.h"
 #include "envelope/spectrum_decoder.h"
+#include "frame/block_scaling.h"
 #include "frame/frame_decoder.h"
+#include "frame/soft_bits.h"
+#include "lattice/noise.h"
 
 namespace {
 
@@ -96,16 +99,20 @@ SoftBits soft_bits_of(const Bytes& frame) {
   return bits;
 }
 
-// Whether the fields of a stationary frame go on behind its last bit.
-bool asks_for_more_bits(SoftBits bits) {
-  const auto frame_bits = static_cast<std::ptrdiff_t>(bits.size());
+// The spectrum of a stationary frame that zeros follow; *read receives the bits it takes.
+std::vector<g719::Word32> decoded_spectrum(SoftBits bits, g719::Word16 budget,
+                                           std::ptrdiff_t* read) {
   bits.resize(2 * g719::MAX_FRAME_BITS, g719::SOFT_BIT_ZERO);
   const g719::Word16* position = bits.data() + 1;
   Samples norm_coefs(g719::NUM_CODED_COEFS), band_bits(g719::NUM_BANDS), norms(g719::NUM_BANDS);
-  g719::decode_spectrum(position, norm_coefs.data(), band_bits.data(),
-                        static_cast<g719::Word16>(frame_bits - 3), norms.data(), 0);
-  const std::ptrdiff_t read = position - bits.data();
-  return read > frame_bits;
+  g719::decode_spectrum(position, norm_coefs.data(), band_bits.data(), budget, norms.data(), 0);
+  g719::Word16 noise_level = 0;
+  g719::read_soft_bits(position, g719::NOISE_LEVEL_BITS, &noise_level);
+  *read = position + g719::NOISE_LEVEL_BITS - bits.data();
+  std::vector<g719::Word32> spectrum(FRAME);
+  g719::fill_spectrum(norm_coefs.data(), spectrum.data(), band_bits.data(), 0, norms.data(),
+                      noise_level);
+  return spectrum;
 }
 
 TEST(Robustness, BitsBehindTheFrameAndOddSoftBitsReadAsZeros) {
@@ -116,21 +123,21 @@ TEST(Robustness, BitsBehindTheFrameAndOddSoftBitsReadAsZeros) {
     Bytes frame(i % 2 == 0 ? 80 : 320);
     fill_with_pattern(&frame, random);
     frame[0] = static_cast<std::uint8_t>((frame[0] | 0x70) & 0x7F);
-    const SoftBits bits = soft_bits_of(frame);
-    overruns += asks_for_more_bits(bits) ? 1 : 0;
-
+    SoftBits bits = soft_bits_of(frame);
     g719_decoder_state state;
     g719::init_decoder_state(&state, static_cast<g719::Word16>(bits.size()));
-    g719_decoder_state other = state;
-    SoftBits odd = bits;
-    for (g719::Word16& bit : odd) {
+    std::ptrdiff_t read = 0;
+    auto expected = decoded_spectrum(bits, state.spectral_budget_stationary, &read);
+    overruns += read > state.frame_bits ? 1 : 0;
+
+    for (g719::Word16& bit : bits) {
       if (bit == g719::SOFT_BIT_ZERO) bit = ODD_SOFT_BITS[random(0, 7)];
     }
-    odd.resize(2 * g719::MAX_FRAME_BITS, g719::SOFT_BIT_ONE);
-    Samples decoded(FRAME), decoded_odd(FRAME);
-    g719::decode_frame(bits.data(), 0, decoded.data(), &state);
-    g719::decode_frame(odd.data(), 0, decoded_odd.data(), &other);
-    ASSERT_EQ(decoded, decoded_odd);
+    bits.resize(2 * g719::MAX_FRAME_BITS, g719::SOFT_BIT_ONE);
+    Samples output(FRAME);
+    g719::decode_frame(bits.data(), 0, output.data(), &state);
+    g719::shift_left(expected.data(), FRAME, state.previous_spectrum_shift);
+    ASSERT_TRUE(std::equal(expected.begin(), expected.end(), state.previous_spectrum));
   }
   EXPECT_GT(overruns, 100);
 }

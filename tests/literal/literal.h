@@ -1,10 +1,10 @@
 // Every kernel of the codec a second time, operator by operator in the order that defines its
 // result, each operator with its flags. Slow on purpose: the fast kernels are judged by these.
-// Arguments and results are those of the kernel of the same name in namespace g719.
+// Arguments and results are those of the kernel of the same name in namespace g719, which for
+// fft120 and dct4_240 does four transforms at once.
 #pragma once
 
 #include "g719.h"
-#include "transform/fft120.h"
 
 namespace literal {
 
@@ -16,7 +16,7 @@ void window_and_fold(const Word16* x, Word32* y, Word32* analysis_memory);
 void forward_transform(const Word32* y, Word32* X, Word16 transient_flag);
 void inverse_transform(const Word32* X, Word32* o, Word16 transient_flag);
 void synthesize_frame(const Word32* o, Word16* pcm, Word32* synthesis_memory);
-void fft120(g719::Complex* v);
+void fft120(Word32* v);  // 120 interleaved complex values
 void dct4_240(const Word32* x, Word32* X);
 void dct4_960(const Word32* x, Word32* X);
 

@@ -4,7 +4,6 @@
 
 #include "literal.h"
 #include "operators/basic_operators.h"
-#include "transform/fft120.h"
 #include "transform/fft120_tables.h"
 #include "transform/twiddles.h"
 #include "transform/windows.h"
@@ -63,6 +62,10 @@ bool exceeds(Energy e, Energy running) {
   const Word32 scaled_running = L_add(L_shl(running.high, n), L_shr(running.low, s));
   return L_sub(L_mls(scaled, DETECTION_FACTOR), scaled_running) > 0;
 }
+
+struct Complex {
+  Word32 re, im;
+};
 
 Complex operator+(Complex a, Complex b) { return {L_add(a.re, b.re), L_add(a.im, b.im)}; }
 Complex operator-(Complex a, Complex b) { return {L_sub(a.re, b.re), L_sub(a.im, b.im)}; }
@@ -157,6 +160,16 @@ void fft8_output(Work& w, Complex* v) {
     v[o[3]] = p - g1;
     v[o[7]] = q - g2;
   }
+}
+
+void fft120(Complex* v) {
+  Work w;
+  fft8_input(v, w);
+  fft3_input(w);
+  fft5_input(w);
+  fft5_output(w);
+  fft3_output(w);
+  fft8_output(w, v);
 }
 
 template <std::size_t N>
@@ -303,19 +316,16 @@ void synthesize_frame(const Word32* o, Word16* pcm, Word32* synthesis_memory) {
   std::copy(t + FRAME_SAMPLES, t + 2 * FRAME_SAMPLES, synthesis_memory);
 }
 
-void fft120(Complex* v) {
-  Work w;
-  fft8_input(v, w);
-  fft3_input(w);
-  fft5_input(w);
-  fft5_output(w);
-  fft3_output(w);
-  fft8_output(w, v);
+void fft120(Word32* v) {
+  std::array<Complex, 120> z;
+  for (int k = 0; k < 120; k++) z[k] = {v[2 * k], v[2 * k + 1]};
+  fft120(z.data());
+  for (int k = 0; k < 120; k++) v[2 * k] = z[k].re, v[2 * k + 1] = z[k].im;
 }
 
 void dct4_240(const Word32* x, Word32* X) {
   auto z = pre_rotate(x, DCT240_PRE_TWIDDLE);
-  literal::fft120(z.data());
+  fft120(z.data());
   post_rotate(z.data(), DCT240_POST_TWIDDLE, X);
 }
 
@@ -324,7 +334,7 @@ void dct4_960(const Word32* x, Word32* X) {
   radix4(z);
   std::array<Complex, 480> Y;
   for (int r = 0; r < 4; r++) {
-    literal::fft120(&z[120 * r]);
+    fft120(&z[120 * r]);
     for (int m = 0; m < 120; m++) Y[4 * m + r] = z[120 * r + m];
   }
   post_rotate(Y.data(), DCT960_POST_TWIDDLE, X);

@@ -75,9 +75,14 @@ void remove(RanksByWeight* index, int rank, int weight) {
   if (index->ranks[w] == 0) index->present &= ~(std::uint64_t{1} << w);
 }
 
-// The first rank that holds the largest weight. There is one.
-int heaviest(const RanksByWeight& index) {
-  return std::countr_zero(index.ranks[63 - std::countl_zero(index.present)]);
+// Takes out the first rank that holds the largest weight, which goes to *weight. There is one.
+int take_heaviest(RanksByWeight* index, int* weight) {
+  const int w = 63 - std::countl_zero(index->present);
+  const std::uint64_t ranks = index->ranks[w];
+  *weight = w + RanksByWeight::LOWEST;
+  index->ranks[w] = ranks & (ranks - 1);
+  if (index->ranks[w] == 0) index->present &= ~(std::uint64_t{1} << w);
+  return std::countr_zero(ranks);
 }
 
 struct Allocation {
@@ -90,49 +95,40 @@ struct Allocation {
 
 constexpr Word16 EXHAUSTED = MIN_16;  // weight of a rank that takes no more
 
-// Gives the band at `rank` one more bit a coefficient; false when it cannot have it.
-bool give_bit(Allocation* a, int rank, int max_bits) {
-  const Word16 band = a->order[rank];
-  if (a->remaining < band_width[band] || a->bits[band] >= max_bits) return false;
-  ++a->bits[band];
-  a->weights[rank] =
-      a->bits[band] < max_bits ? static_cast<Word16>(a->weights[rank] - 2) : EXHAUSTED;
-  a->remaining -= band_width[band];
-  return true;
+void insert_if_open(RanksByWeight* open, const Allocation& a, int rank) {
+  if (a.weights[rank] > EXHAUSTED) insert(open, rank, a.weights[rank]);
 }
 
-// Ranks 0 to last that can take more.
-RanksByWeight open_ranks(const Allocation& a, int last) {
-  RanksByWeight index;
-  for (int rank = 0; rank <= last; ++rank) {
-    if (a.weights[rank] > EXHAUSTED) insert(&index, rank, a.weights[rank]);
-  }
-  return index;
+// Starts the search over: ranks up to the second that may be open, at least.
+int restart(RanksByWeight* open, const Allocation& a) {
+  int first = 0;
+  while (first < a.count - 2 && a.weights[first] == EXHAUSTED) ++first;
+  *open = {};
+  insert_if_open(open, a, first);
+  insert_if_open(open, a, first + 1);
+  return first + 1;
 }
 
 // Ranks beyond `last` are not looked at until the band at `last` has had a bit: their weights
 // cannot be larger. Once the last of all has had one, the search starts again from the top. The
 // first band that cannot have its bit ends it. No rank past the coded bands is ever read.
 void allocate_greedily(Allocation* a, int max_bits) {
-  int last = 1;
-  RanksByWeight open = open_ranks(*a, last);
+  RanksByWeight open;
+  int last = restart(&open, *a);
   while (open.present != 0 && a->remaining >= 8) {
-    const int rank = heaviest(open);
-    const Word16 weight = a->weights[rank];
-    if (!give_bit(a, rank, max_bits)) return;
+    int weight = 0;
+    const int rank = take_heaviest(&open, &weight);
+    const Word16 band = a->order[rank];
+    if (a->remaining < band_width[band]) return;
+    a->remaining -= band_width[band];
+    a->weights[rank] = ++a->bits[band] < max_bits ? static_cast<Word16>(weight - 2) : EXHAUSTED;
+
     if (rank == a->count - 1) {
-      const auto* first_open =
-          std::find_if(a->weights, a->weights + a->count, [](Word16 w) { return w > EXHAUSTED; });
-      last = std::min(static_cast<int>(first_open - a->weights) + 1, a->count - 1);
-      open = open_ranks(*a, last);
+      last = restart(&open, *a);
       continue;
     }
-    remove(&open, rank, weight);
-    if (a->weights[rank] > EXHAUSTED) insert(&open, rank, a->weights[rank]);
-    if (rank == last) {
-      ++last;
-      if (a->weights[last] > EXHAUSTED) insert(&open, last, a->weights[last]);
-    }
+    insert_if_open(&open, *a, rank);
+    if (rank == last) insert_if_open(&open, *a, ++last);
   }
 }
 
@@ -174,8 +170,8 @@ void sort_bands_by_weight(Word16* weights, Word16 count, Word16* order) {
   RanksByWeight unsorted;
   for (int i = 0; i < count; ++i) insert(&unsorted, i, weights[i]);
   for (int i = 0; i < count - 1; ++i) {
-    const int best = heaviest(unsorted);
-    remove(&unsorted, best, weights[best]);
+    int weight = 0;
+    const int best = take_heaviest(&unsorted, &weight);
     if (best == i) continue;
     remove(&unsorted, i, weights[i]);
     insert(&unsorted, best, weights[i]);

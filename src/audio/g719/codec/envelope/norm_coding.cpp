@@ -63,11 +63,13 @@ Word16 norm_huffman_bits(const Word16* deltas) {
   return static_cast<Word16>(bits);
 }
 
-void decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas) {
+Word16 decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas) {
+  const Word16* start = stream;
   for (int i = 0; i < count - 1; ++i) {
     deltas[i] = DECODED_DELTA[read_soft_block(stream)];
     stream += norm_delta_code_len[deltas[i]];
   }
+  return static_cast<Word16>(stream - start);
 }
 
 void decode_norm_deltas(const Word16* deltas, Word16 first_norm, Word16* norms) {

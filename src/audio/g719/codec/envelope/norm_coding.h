@@ -35,8 +35,9 @@ void restore_transient_norms(const Word16* ordered_norms, Word16* norms, Word16*
 // Bits of the 43 coded differences in Huffman code.
 Word16 norm_huffman_bits(const Word16* deltas);
 
-// Reads count - 1 Huffman code words. Any bits decode. Up to 8 soft bits behind are looked at.
-void decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas);
+// Reads count - 1 Huffman code words and returns their bits. Any bits decode. Less than a block of
+// soft bits behind is looked at.
+Word16 decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas);
 
 // Norms of a chain that begins with first_norm (0 to 31). Each is clamped to 0 to 39 before the
 // next one builds on it, since a damaged frame can carry any difference.

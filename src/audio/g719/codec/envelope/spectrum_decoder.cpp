@@ -28,8 +28,7 @@ Word16 read_field(const Word16*& position, Word16 width) {
 Word16 read_norm_deltas(const Word16*& position, bool huffman, Word16* deltas) {
   Word16 bits = FIXED_NORM_BITS;
   if (huffman) {
-    decode_norm_huffman(position, NUM_BANDS, deltas);
-    bits = norm_huffman_bits(deltas);
+    bits = decode_norm_huffman(position, NUM_BANDS, deltas);
   } else {
     read_soft_bit_array(position, NUM_NORM_DELTAS, NORM_DELTA_BITS, deltas);
   }

@@ -21,13 +21,13 @@ namespace {
 // A damaged frame can ask for more bits than it has: Huffman words are up to 5/3 times as long as
 // the fixed-length fields that were allocated. It is read from a copy that goes on with zeros and
 // holds nothing but the two soft values.
-constexpr int READABLE_BITS = MAX_FRAME_BITS * 5 / 3 + SOFT_BLOCK;
+constexpr int readable_bits(int frame_bits) { return frame_bits * 5 / 3 + SOFT_BLOCK; }
 
 void copy_with_zeros_behind(const Word16* bitstream, int frame_bits, Word16* readable) {
   for (int i = 0; i < frame_bits; ++i) {
     readable[i] = bitstream[i] == SOFT_BIT_ONE ? SOFT_BIT_ONE : SOFT_BIT_ZERO;
   }
-  std::fill(readable + frame_bits, readable + READABLE_BITS, SOFT_BIT_ZERO);
+  std::fill(readable + frame_bits, readable + readable_bits(frame_bits), SOFT_BIT_ZERO);
 }
 
 // Bits that the inverse transform needs above the largest coefficient.
@@ -35,7 +35,7 @@ constexpr Word16 INVERSE_HEADROOM = 7;
 
 // Decodes a received frame to its scaled spectrum and keeps it for concealment.
 void decode_received(const Word16* bitstream, Word32* spectrum, g719_decoder_state* state) {
-  Word16 readable[READABLE_BITS];
+  Word16 readable[readable_bits(MAX_FRAME_BITS)];
   copy_with_zeros_behind(bitstream, state->frame_bits, readable);
   const Word16* position = readable;
   Word16 transient_flag = 0;

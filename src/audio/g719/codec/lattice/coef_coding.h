@@ -12,13 +12,15 @@ namespace g719 {
 Word16 count_coef_huffman_bits(const Word16* coef_index, const Word16* band_bits, Word16 first_band,
                                Word16 end_band, Word16 width);
 
-// Writes the group's fields and returns their bits. Overwrites up to 8 soft bits behind them.
+// Writes the group's fields and returns their bits. Overwrites less than a block of soft bits
+// behind them.
 Word16 write_coef_fields(const Word16* coef_index, const Word16* band_bits, Word16* position,
                          Word16 coef_huffman_flag, Word16 first_band, Word16 end_band,
                          Word16 width);
 
 // Reads the group's fields into coef_index (all 800 entries; the group begins at first_coef) and
-// returns their bits. Any bits decode. Up to 8 soft bits behind the fields are looked at.
+// returns their bits. Any bits decode. Less than a block of soft bits behind the fields is looked
+// at.
 Word16 read_coef_fields(const Word16* band_bits, const Word16* position, Word16 coef_huffman_flag,
                         Word16 first_coef, Word16 first_band, Word16 end_band, Word16 width,
                         Word16* coef_index);

@@ -52,11 +52,11 @@ constexpr std::array RADIX4 = {radix4_column(1), radix4_column(2), radix4_column
 
 template <typename Sums, std::size_t SIZE>
 Word32 rotated_re(const SplitTwiddles<SIZE>& w, int k, Word32 re, Word32 im) {
-  return Sums::sub(Sums::scale(re, w.re[k]), Sums::scale(im, w.im[k]));
+  return Sums::scaled_difference(re, w.re[k], im, w.im[k]);
 }
 template <typename Sums, std::size_t SIZE>
 Word32 rotated_im(const SplitTwiddles<SIZE>& w, int k, Word32 re, Word32 im) {
-  return Sums::add(Sums::scale(re, w.im[k]), Sums::scale(im, w.re[k]));
+  return Sums::scaled_sum(re, w.im[k], im, w.re[k]);
 }
 
 // Value k is (x[2 k], x[2 SIZE - 1 - 2 k]), rotated.

@@ -16,6 +16,16 @@ struct PlainSums {
   static constexpr Word32 negate(Word32 a) { return -a; }
   // The corner of L_mls lies beyond the sums' bound.
   static constexpr Word32 scale(Word32 a, Word16 v) { return quiet::scale_q15(a, v); }
+  // scale(a, v) + scale(b, w) and their difference, with one sum of the upper products.
+  static constexpr Word32 scaled_sum(Word32 a, Word16 v, Word32 b, Word16 w) {
+    return lower(a, v) + lower(b, w) + ((a >> 16) * v + (b >> 16) * w) * 2;
+  }
+  static constexpr Word32 scaled_difference(Word32 a, Word16 v, Word32 b, Word16 w) {
+    return lower(a, v) - lower(b, w) + ((a >> 16) * v - (b >> 16) * w) * 2;
+  }
+
+ private:
+  static constexpr Word32 lower(Word32 a, Word16 v) { return ((a & 0xffff) * v) >> 15; }
 };
 
 struct SaturatingSums {
@@ -23,6 +33,12 @@ struct SaturatingSums {
   static constexpr Word32 sub(Word32 a, Word32 b) { return quiet::L_sub(a, b); }
   static constexpr Word32 negate(Word32 a) { return quiet::L_negate(a); }
   static constexpr Word32 scale(Word32 a, Word16 v) { return quiet::L_mls(a, v); }
+  static constexpr Word32 scaled_sum(Word32 a, Word16 v, Word32 b, Word16 w) {
+    return add(scale(a, v), scale(b, w));
+  }
+  static constexpr Word32 scaled_difference(Word32 a, Word16 v, Word32 b, Word16 w) {
+    return sub(scale(a, v), scale(b, w));
+  }
 };
 
 // Whether a DCT-IV of `points` of each run of x can use plain sums.
