@@ -310,7 +310,7 @@ TEST(Lattice, OneBitVectorsBecomeTheNearestCodevector) {
   Random random(8);
   for (int trial = 0; trial < 2000; ++trial) {
     Vector coefs, u;
-    const int peak = trial % 2 == 0 ? 400 : 900;
+    const int peak = trial % 3 == 0 ? 6000 : 500;
     for (int i = 0; i < VECTOR_SIZE; ++i) {
       coefs[i] = static_cast<Word16>(random(-peak, peak));
       const int t = coefs[i] - LATTICE_BIAS;
@@ -470,9 +470,9 @@ TEST(Noise, LevelIsEstimatedBelowTheHighestCodedBand) {
   EXPECT_EQ(level(256, {}), 3);      // none empty
   EXPECT_EQ(level(256, {}, 20), 3);  // those above do not count
   EXPECT_EQ(level(0, {3}), 3);
-  EXPECT_EQ(level(63, {3, 20}), 2);       // the mean of 6 bits rounds down to 5
-  EXPECT_EQ(level(8191, {3}, 43, 4), 1);  // 13 bits four times, -1 four times: 6
-  EXPECT_EQ(level(-128, {3}, 20), 0);     // 7 bits
+  EXPECT_EQ(level(63, {3, 20}), 2);        // the mean of 6 bits rounds down to 5
+  EXPECT_EQ(level(16383, {3}, 43, 4), 1);  // 14 bits four times, -1 four times: 6
+  EXPECT_EQ(level(-128, {3}, 20), 0);      // 7 bits
 }
 
 // Coefficient i is coded as i + 1; returns what the spectrum's coefficients are made from.
