@@ -104,7 +104,7 @@ TEST(Agreement, DecoderArrivesAtTheEncodersEnvelopeAllocationAndPosition) {
     for (std::size_t at = 0; at < input.size(); at += FRAME, ++frames) {
       SCOPED_TRACE(testing::Message() << frame_bytes << " bytes, signal "
                                       << static_cast<int>(signal) << ", frame " << at / FRAME);
-      Word16 bits[MAX_FRAME_BITS + 16];
+      Word16 bits[MAX_FRAME_BITS + SOFT_BLOCK] = {};
       const Outcome encoded = encode_openly(input.data() + at, bits, &state);
       const Bytes bytes = encoder.encode(input.data() + at);
       for (int i = 0; i < state.frame_bits; ++i) {

@@ -309,6 +309,43 @@ TEST(Lattice, EveryOneBitVectorRoundTrips) {
   EXPECT_EQ(quantised(all, 1), Vector{7});
 }
 
+TEST(Lattice, OneBitVectorsBecomeTheNearestCodevector) {
+  Random random(8);
+  for (int trial = 0; trial < 2000; ++trial) {
+    Vector coefs, u;
+    const int peak = trial % 3 == 0 ? 6000 : 500;
+    for (int i = 0; i < VECTOR_SIZE; ++i) {
+      coefs[i] = static_cast<Word16>(random(-peak, peak));
+      const int t = coefs[i] - LATTICE_BIAS;
+      u[i] = static_cast<Word16>(t + (t * 3277 >> 15));  // 1.1 t
+    }
+    const auto distance_to = [&u](int index) {
+      int sum = 0;
+      for (int i = 0; i < VECTOR_SIZE; ++i) {
+        const int d = u[i] - 256 * ONE_BIT_CODEBOOK[index][i];
+        sum += d * d;
+      }
+      return sum;
+    };
+    const int chosen = distance_to(quantised(coefs, 1)[0]);
+    for (int i = 0; i < 256; ++i) ASSERT_LE(chosen, distance_to(i)) << "codevector " << i;
+  }
+}
+
+TEST(Lattice, RoundingTakesHalvesTowardsZeroAndMendsTheLargestError) {
+  const auto rounded = [](Vector x) {  // units of 1/256
+    Vector point;
+    round_to_d8(x.data(), 5, point.data());
+    return point;
+  };
+  EXPECT_EQ(rounded({128, 128}), Vector{});
+  EXPECT_EQ(rounded({-128, -128, 129, 129}), (Vector{0, 0, 1, 1}));
+  EXPECT_EQ(rounded({154}), Vector{});     // 1 would make the sum odd
+  EXPECT_EQ(rounded({-384}), Vector{-2});  // -1 first
+  EXPECT_EQ(rounded({256}), (Vector{2}));  // all exact: the first one moves
+  EXPECT_EQ(rounded({256, 40, -60}), (Vector{1, 0, -1}));
+}
+
 TEST(Lattice, ASingleTwoAfterATwoCountsAsZero) {
   const auto is_zeroed = [](Word16 before, Word16 index) {
     Words indices(16), coefs(16);
@@ -423,19 +460,23 @@ TEST(Leftover, GoesToEmptyBandsThatFitByDescendingWeight) {
 }
 
 TEST(Noise, LevelIsEstimatedBelowTheHighestCodedBand) {
-  const auto level = [](Word16 value, std::initializer_list<int> empty_bands, int highest = 43) {
+  const auto level = [](Word16 value, std::initializer_list<int> empty_bands, int highest = 43,
+                        int zeros = 0) {
     Words band_bits(NUM_BANDS);
     std::fill_n(band_bits.begin(), highest + 1, Word16{1});
     for (const int b : empty_bands) band_bits[b] = 0;
-    return estimate_noise_level(Words(NUM_CODED_COEFS, value).data(), band_bits.data());
+    Words coefs(NUM_CODED_COEFS, value);
+    for (int i = 0; i < zeros; ++i) coefs[band_start[3] + i] = 0;
+    return estimate_noise_level(coefs.data(), band_bits.data());
   };
   EXPECT_EQ(level(128, {3}), -1);  // 8 significant bits
   EXPECT_EQ(level(256, {3}), -2);
   EXPECT_EQ(level(256, {}), 3);      // none empty
   EXPECT_EQ(level(256, {}, 20), 3);  // those above do not count
   EXPECT_EQ(level(0, {3}), 3);
-  EXPECT_EQ(level(63, {3, 20}), 2);    // the mean of 6 bits rounds down to 5
-  EXPECT_EQ(level(-128, {3}, 20), 0);  // 7 bits
+  EXPECT_EQ(level(63, {3, 20}), 2);        // the mean of 6 bits rounds down to 5
+  EXPECT_EQ(level(16383, {3}, 43, 4), 1);  // 14 bits four times, -1 four times: 6
+  EXPECT_EQ(level(-128, {3}, 20), 0);      // 7 bits
 }
 
 // Coefficient i is coded as i + 1; returns what the spectrum's coefficients are made from.
