@@ -133,6 +133,7 @@ enum Shape {
   SPARSE,
   SMALL,
   UNIFORM,
+  STEPS,  // few different values, many ties
   MIXED,
   LEVEL,
   NUM_SHAPES
@@ -159,6 +160,8 @@ std::vector<T> values(Shape shape, int count, Random& random,
         return random() % 64 == 0 ? uniform : 0;
       case SMALL:
         return pick(random, -4, 4);
+      case STEPS:
+        return low + (high - low) / 16 * pick(random, 0, 16);
       case MIXED:
         return uniform >> pick(random, 0, bits);
       case LEVEL:
@@ -248,6 +251,10 @@ TEST_F(Kernels, TransientDetector) {
          {threshold - 1, threshold, pick<std::int64_t>(random, 0, threshold)}) {
       auto near = state;
       set_energy(near.data(), std::max<std::int64_t>(energy, 0));
+      if (random() % 4 == 0) {  // the filter's limits, where squares saturate
+        near.data()->filter_output_memory = random() % 2 == 0 ? MIN_16 : MAX_16;
+        near.data()->filter_input_memory = random() % 2 == 0 ? MIN_16 : MAX_16;
+      }
       EXPECT_SAME(detect_transient, samples, near);
     }
   });
@@ -406,6 +413,19 @@ TEST_F(Kernels, BitAllocation) {
   });
 }
 
+// Vectors half way between two of the one-bit codebook, give or take; 1.0 is `unit`.
+std::vector<Word16> between_codevectors(int count, int unit, int bias, Random& random) {
+  std::vector<Word16> u(count);
+  for (int i = 0; i < count; i += VECTOR_SIZE) {
+    const auto& a = ONE_BIT_CODEBOOK[pick(random, 0, 255)];
+    const auto& b = ONE_BIT_CODEBOOK[pick(random, 0, 255)];
+    for (int j = 0; j < VECTOR_SIZE; j++) {
+      u[i + j] = static_cast<Word16>((a[j] + b[j]) * unit / 2 + bias + pick(random, -2, 2));
+    }
+  }
+  return u;
+}
+
 TEST_F(Kernels, Lattice) {
   for_rounds(60000, [](Shape shape, Random& random) {
     const auto R = pick<Word16>(random, 2, MAX_BAND_BITS);
@@ -416,9 +436,10 @@ TEST_F(Kernels, Lattice) {
                 output<Word16>(8));
     EXPECT_SAME(d8_index_to_point, array<Word16>(shape, 8, random, 0, modulus - 1), R,
                 output<Word16>(8));
-    EXPECT_SAME(quantize_one_bit_vector, Scratch<Word16>(u), output<Word16>(1));
-    EXPECT_SAME(quantize_one_bit_vector,
-                Scratch<Word16>(values<Word16>(shape, 8, random, -700, 700)), output<Word16>(1));
+    for (const auto& v :
+         {u, values<Word16>(shape, 8, random, -700, 700), between_codevectors(8, 256, 0, random)}) {
+      EXPECT_SAME(quantize_one_bit_vector, Scratch<Word16>(v), output<Word16>(1));
+    }
     EXPECT_SAME(quantize_multi_bit_vector, Scratch<Word16>(u), output<Word16>(8), modulus, R);
   });
 }
@@ -432,11 +453,15 @@ Array<Word16> band_bits(Random& random) {
 TEST_F(Kernels, QuantiseBandGroup) {
   for_rounds(6000, [](Shape shape, Random& random) {
     const auto bits = band_bits(random);
-    const int limit = random() % 2 == 0 ? 32767 : 1200;
+    const int limit = (1 << pick(random, 8, 15)) - 1;
     for (const auto& [first_band, end_band, width, start] : BAND_GROUPS) {
       const int count = (end_band - first_band) * width;
-      EXPECT_SAME(quantize_band_group, array<Word16>(shape, count, random, -limit - 1, limit), bits,
-                  first_band, end_band, width, output<Word16>(count));
+      // 1.0 of the one-bit codebook: 256 / 1.1 = 233.
+      const auto coefs = random() % 4 == 0
+                             ? between_codevectors(count, 233, LATTICE_BIAS, random)
+                             : values<Word16>(shape, count, random, -limit - 1, limit);
+      EXPECT_SAME(quantize_band_group, Array(coefs), bits, first_band, end_band, width,
+                  output<Word16>(count));
     }
   });
 }
