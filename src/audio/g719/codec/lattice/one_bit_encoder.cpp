@@ -109,7 +109,7 @@ constexpr Word16 MAX_SCORED = 3900;
 
 // The nearest class of every lane, the first among equals. The squared distance to a leader m (in
 // units of 1/256) is |u|^2 + 512 (128 |m|^2 - u m): the classes compare by the bracket, which is
-// made of sums of sorted values.
+// made of sums of sorted values, MAX_SCORED at most.
 Lanes nearest_classes(const Rows sorted) {
   const Lanes first = sorted[0];
   const Lanes last = sorted[7];
@@ -185,9 +185,13 @@ void quantize_lanes(const Word16* norm_coefs, const Word16* offsets, int count,
   Rows sorted;
   std::copy_n(u, VECTOR_SIZE, sorted);
   sort_rows(sorted);
+  Rows scored;  // lanes that this changes are not taken from the scores
+  for (int i = 0; i < VECTOR_SIZE; ++i) {
+    scored[i] = larger(smaller(sorted[i], all_lanes(MAX_SCORED)), all_lanes(-MAX_SCORED));
+  }
   Word16 nearest[NUM_LANES];
   Word16 ranked[VECTOR_SIZE][NUM_LANES];
-  store_lanes(nearest_classes(sorted), nearest);
+  store_lanes(nearest_classes(scored), nearest);
   for (int i = 0; i < VECTOR_SIZE; ++i) store_lanes(sorted[i], ranked[i]);
 
   Borders borders;
