@@ -25,8 +25,9 @@ constexpr int readable_bits(int frame_bits) { return frame_bits * 5 / 3 + 8; }
 // Bits that the inverse transform needs above the largest coefficient.
 constexpr Word16 INVERSE_HEADROOM = 7;
 
-// Decodes a received frame to its scaled spectrum and keeps it for concealment.
-void decode_received(const Word16* bitstream, Word32* spectrum, g719_decoder_state* state) {
+// Decodes a received frame to its scaled spectrum, where concealment will find it.
+void decode_received(const Word16* bitstream, g719_decoder_state* state) {
+  Word32* spectrum = state->previous_spectrum;
   BitWindow frame[readable_bits(MAX_FRAME_BITS)];
   open_soft_bits(bitstream, state->frame_bits, frame, readable_bits(state->frame_bits));
   const BitWindow* position = frame;
@@ -48,15 +49,8 @@ void decode_received(const Word16* bitstream, Word32* spectrum, g719_decoder_sta
   shift_left(spectrum, FRAME_SAMPLES, block_shift);
   if (transient_flag != 0) deinterleave_transient_spectrum(spectrum);
 
-  std::copy_n(spectrum, FRAME_SAMPLES, state->previous_spectrum);
   state->previous_spectrum_shift = block_shift;
   state->previous_transient_flag = transient_flag;
-}
-
-// Repeats the kept spectrum and halves it for the next lost frame.
-void conceal(Word32* spectrum, g719_decoder_state* state) {
-  std::copy_n(state->previous_spectrum, FRAME_SAMPLES, spectrum);
-  shift_right(state->previous_spectrum, FRAME_SAMPLES, 1);
 }
 
 }  // namespace
@@ -70,11 +64,14 @@ void init_decoder_state(g719_decoder_state* state, Word16 frame_bits) {
 
 void decode_frame(const Word16* bitstream, Word16 erasure_flag, Word16* samples,
                   g719_decoder_state* state) {
-  Word32 spectrum[FRAME_SAMPLES];
+  const Word32* spectrum = state->previous_spectrum;
+  Word32 repeated[FRAME_SAMPLES];
   if (erasure_flag != 0) {
-    conceal(spectrum, state);
+    // The last spectrum once more; the next lost frame gets half of it.
+    spectrum = std::copy_n(state->previous_spectrum, FRAME_SAMPLES, repeated) - FRAME_SAMPLES;
+    shift_right(state->previous_spectrum, FRAME_SAMPLES, 1);
   } else {
-    decode_received(bitstream, spectrum, state);
+    decode_received(bitstream, state);
   }
 
   Word32 aliased[2 * FRAME_SAMPLES];

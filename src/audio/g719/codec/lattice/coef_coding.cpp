@@ -58,22 +58,37 @@ const BitWindow* read_fixed(const BitWindow* position, int count, Word16 bits, W
   return position;
 }
 
-// The code word that any 8 bits begin with.
-struct DecodedWord {
-  std::uint8_t value;
-  std::uint8_t length;
+// The one or two code words that any 8 bits begin with: two where both are whole.
+struct DecodedWords {
+  std::uint8_t value[2];
+  std::uint8_t words;
+  std::uint8_t length;        // of all
+  std::uint8_t first_length;  // of the first
 };
-using DecodingTable = std::array<DecodedWord, 256>;
+using DecodingTable = std::array<DecodedWords, 256>;
+
+// The value whose word `window` begins with.
+constexpr int value_at(int window, int bits) {
+  for (int value = 0;; ++value) {
+    const int row = COEF_HUFF_OFFSET[bits] + value;
+    if (window >> (8 - COEF_HUFF_LEN[row]) == COEF_HUFF_CODE[row]) return value;
+  }
+}
 
 constexpr DecodingTable decoding_table(int bits) {
   DecodingTable table{};
-  for (int value = 0; value < 1 << bits; ++value) {
-    const int row = COEF_HUFF_OFFSET[bits] + value;
-    const int spare = SOFT_BLOCK - COEF_HUFF_LEN[row];
-    const int first = COEF_HUFF_CODE[row] << spare;
-    for (int i = first; i < first + (1 << spare); ++i) {
-      table[i] = {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(COEF_HUFF_LEN[row])};
-    }
+  const Word16* lengths = COEF_HUFF_LEN.data() + COEF_HUFF_OFFSET[bits];
+  for (int window = 0; window < 256; ++window) {
+    DecodedWords& entry = table[window];
+    const int first = value_at(window, bits);
+    const int rest = window << lengths[first] & 255;
+    const int second = value_at(rest, bits);
+    const bool whole = lengths[first] + lengths[second] <= 8;
+    entry.value[0] = static_cast<std::uint8_t>(first);
+    entry.value[1] = static_cast<std::uint8_t>(second);
+    entry.words = whole ? 2 : 1;
+    entry.first_length = static_cast<std::uint8_t>(lengths[first]);
+    entry.length = static_cast<std::uint8_t>(lengths[first] + (whole ? lengths[second] : 0));
   }
   return table;
 }
@@ -127,10 +142,17 @@ Word16 read_coef_fields(const Word16* band_bits, const BitWindow* position,
 Word16 decode_coef_huffman(const BitWindow* position, Word16 count, Word16 bits, Word16* values) {
   const DecodingTable& table = DECODING_TABLES[bits - MIN_HUFFMAN_BITS];
   const BitWindow* start = position;
-  for (int i = 0; i < count; ++i) {
-    const DecodedWord word = table[*position];
-    values[i] = word.value;
-    position += word.length;
+  int i = 0;
+  while (i < count - 1) {
+    const DecodedWords& decoded = table[*position];
+    values[i] = decoded.value[0];
+    values[i + 1] = decoded.value[1];  // the next turn's to overwrite if it is not whole
+    i += decoded.words;
+    position += decoded.length;
+  }
+  if (i < count) {
+    values[i] = table[*position].value[0];
+    position += table[*position].first_length;
   }
   return static_cast<Word16>(position - start);
 }
