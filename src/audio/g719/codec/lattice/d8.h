@@ -14,9 +14,9 @@ namespace g719 {
 // among equals, component 0 when all are exact.
 inline Lanes with_even_sum(Lanes x, int shift, Lanes point) {
   constexpr Lanes BACKWARDS = {7, 6, 5, 4, 3, 2, 1, 0};
-  const Lanes rounded = point << shift;
-  // 2^15 is the one value that saturates.
-  const Lanes error = x - (rounded + ((rounded == MIN_16) & (point > 0)));
+  const Lanes wrapped = point << shift;
+  const Lanes saturates = (wrapped == MIN_16) & (point > 0);  // rounded up to 2^15
+  const Lanes error = x - choose(saturates, all_lanes(MAX_16), wrapped);
   const Lanes magnitude = larger(error, -error);
   // Errors are at most half a unit, 2^10: with the position counted backwards in three low bits,
   // the largest key is that of the first largest error.

@@ -1,6 +1,6 @@
 // Eight 16-bit values that are worked on at once: the components of one vector, or one component of
-// eight. This is the compilers' own vector type, one register on every 64-bit processor; sums and
-// products wrap.
+// eight. This is the compilers' own vector type, one register on every 64-bit processor. Its sums
+// and products must fit 16 bits, as those of any signed type must fit theirs.
 #pragma once
 
 #include <cstring>
