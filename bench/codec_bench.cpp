@@ -137,7 +137,7 @@ constexpr NamedStage STAGES[] = {
      }},
     {"decode_spectrum",
      [](const StageInputs& in, StageOutputs* out) {
-       const Word16* position = in.bitstream;
+       const BitWindow* position = in.windows;
        decode_spectrum(position, out->coefs, out->bands[0], in.spectral_budget, out->bands[1],
                        in.transient_flag);
      }},

@@ -43,7 +43,8 @@ void keep_encoder_inputs(StageInputs* inputs, g719_encoder_state* state) {
 
 void keep_decoder_inputs(StageInputs* inputs) {
   constexpr Word16 INVERSE_HEADROOM = 7;
-  const Word16* position = inputs->bitstream;
+  open_soft_bits(inputs->bitstream, MAX_FRAME_BITS, inputs->windows, 2 * MAX_FRAME_BITS);
+  const BitWindow* position = inputs->windows;
   Word16 band_bits[NUM_BANDS];
   decode_spectrum(position, inputs->decoded_coefs, band_bits, inputs->spectral_budget,
                   inputs->norm_index, inputs->transient_flag);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "envelope/band_layout.h"
+#include "frame/soft_bits.h"
 #include "g719.h"
 #include "material.h"
 
@@ -21,6 +22,7 @@ struct StageInputs {
   g719::Word16 band_bits[g719::NUM_BANDS];  // with the bands that leftover bits raised
 
   g719::Word16 bitstream[2 * g719::MAX_FRAME_BITS];
+  g719::BitWindow windows[2 * g719::MAX_FRAME_BITS];
   g719::Word16 norm_index[g719::NUM_BANDS];
   g719::Word16 levels[g719::NUM_BANDS];
   g719::Word16 noise_level_index;

@@ -85,10 +85,11 @@ Outcome decode_openly(const Word16* bits, const g719_encoder_state& state) {
   const Word16 transient = bits[0] == SOFT_BIT_ONE;
   Outcome outcome;
   Word16 norm_coefs[NUM_CODED_COEFS];
-  const Word16* position = bits + 1;
+  const auto windows = codec_test::opened(bits, static_cast<std::size_t>(state.frame_bits));
+  const BitWindow* position = windows.data() + 1;
   decode_spectrum(position, norm_coefs, outcome.band_bits.data(), budget_of(state, transient),
                   outcome.norm_index.data(), transient);
-  outcome.end = position - bits;
+  outcome.end = position - windows.data();
   return outcome;
 }
 
@@ -103,7 +104,7 @@ TEST(Agreement, DecoderArrivesAtTheEncodersEnvelopeAllocationAndPosition) {
     for (std::size_t at = 0; at < input.size(); at += FRAME, ++frames) {
       SCOPED_TRACE(testing::Message() << frame_bytes << " bytes, signal "
                                       << static_cast<int>(signal) << ", frame " << at / FRAME);
-      Word16 bits[MAX_FRAME_BITS + 16];
+      Word16 bits[MAX_FRAME_BITS + SOFT_BLOCK] = {};
       const Outcome encoded = encode_openly(input.data() + at, bits, &state);
       const Bytes bytes = encoder.encode(input.data() + at);
       for (int i = 0; i < state.frame_bits; ++i) {

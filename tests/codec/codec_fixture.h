@@ -5,12 +5,24 @@
 #include <memory>
 #include <vector>
 
+#include "frame/soft_bits.h"
 #include "g719.h"
 #include "signals.h"
 
 namespace codec_test {
 
 using Bytes = std::vector<std::uint8_t>;
+
+// Soft bits laid out for reading, with as many zeros behind them.
+inline std::vector<g719::BitWindow> opened(const g719::Word16* soft_bits, std::size_t count) {
+  std::vector<g719::BitWindow> windows(2 * count + 8);
+  g719::open_soft_bits(soft_bits, static_cast<int>(count), windows.data(),
+                       static_cast<int>(windows.size()));
+  return windows;
+}
+inline std::vector<g719::BitWindow> opened(const std::vector<g719::Word16>& soft_bits) {
+  return opened(soft_bits.data(), soft_bits.size());
+}
 
 class Encoder {
  public:

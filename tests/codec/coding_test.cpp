@@ -8,6 +8,7 @@
 #include <numeric>
 #include <string>
 
+#include "codec_fixture.h"
 #include "envelope/band_layout.h"
 #include "envelope/band_norms.h"
 #include "envelope/bit_allocation.h"
@@ -23,6 +24,8 @@
 #include "signals.h"
 
 namespace {
+
+using codec_test::opened;
 
 using namespace codec_test;
 using namespace g719;
@@ -60,18 +63,18 @@ TEST(SoftBits, FieldsAreReadAsWrittenMostSignificantBitFirst) {
   write_soft_bit_array(values.data(), 3, 4, bits.data());
   EXPECT_EQ(as_text(bits.data(), 12), "000100101111");
   Words read(3);
-  read_soft_bit_array(bits.data(), 3, 4, read.data());
+  read_soft_bit_array(opened(bits).data(), 3, 4, read.data());
   EXPECT_EQ(read, values);
   const Word16 vector_index = 0xA5;  // width 1: one value in `count` bits
   write_soft_bit_array(&vector_index, 8, 1, bits.data());
-  read_soft_bit_array(bits.data(), 8, 1, read.data());
+  read_soft_bit_array(opened(bits).data(), 8, 1, read.data());
   EXPECT_EQ(read, (Words{0xA5, 2, 15}));
 }
 
 TEST(SoftBits, OnlyTheSoftOneIsReadAsOne) {
   const auto read = [](Words bits) {
     Word16 value = -1;
-    read_soft_bits(bits.data(), static_cast<Word16>(bits.size()), &value);
+    read_soft_bits(opened(bits).data(), static_cast<Word16>(bits.size()), &value);
     return value;
   };
   EXPECT_EQ(read({129, 0, 128, 130, -129, 1, 129}), 0b1000001);
@@ -91,7 +94,7 @@ TEST(NormCoding, HuffmanCodeIsCompleteAndReadsBack) {
   }
   expect_complete_prefix_code(words);
   Words deltas(32);
-  decode_norm_huffman(stream.data(), 33, deltas.data());
+  decode_norm_huffman(opened(stream).data(), 33, deltas.data());
   for (int d = 0; d < 32; ++d) EXPECT_EQ(deltas[d], d);
   EXPECT_EQ(norm_huffman_bits(Words(NUM_NORM_DELTAS, 15).data()), 129);  // a flat envelope
 }
@@ -277,7 +280,7 @@ TEST(CoefCoding, FieldsReadBackInBothCodings) {
                            : count_coef_huffman_bits(first, band_bits.data(), group.first_band,
                                                      group.end_band, group.width));
     ASSERT_EQ(stream[written + SOFT_BLOCK - 1], 0) << "wrote further than a block";
-    ASSERT_EQ(read_coef_fields(band_bits.data(), stream.data(), huffman, group.first_coef,
+    ASSERT_EQ(read_coef_fields(band_bits.data(), opened(stream).data(), huffman, group.first_coef,
                                group.first_band, group.end_band, group.width, read.data()),
               written);
     ASSERT_EQ(read, index);
@@ -304,6 +307,43 @@ TEST(Lattice, EveryOneBitVectorRoundTrips) {
   Vector all;
   all.fill(zero);
   EXPECT_EQ(quantised(all, 1), Vector{7});
+}
+
+TEST(Lattice, OneBitVectorsBecomeTheNearestCodevector) {
+  Random random(8);
+  for (int trial = 0; trial < 2000; ++trial) {
+    Vector coefs, u;
+    const int peak = trial % 3 == 0 ? 6000 : 500;
+    for (int i = 0; i < VECTOR_SIZE; ++i) {
+      coefs[i] = static_cast<Word16>(random(-peak, peak));
+      const int t = coefs[i] - LATTICE_BIAS;
+      u[i] = static_cast<Word16>(t + (t * 3277 >> 15));  // 1.1 t
+    }
+    const auto distance_to = [&u](int index) {
+      int sum = 0;
+      for (int i = 0; i < VECTOR_SIZE; ++i) {
+        const int d = u[i] - 256 * ONE_BIT_CODEBOOK[index][i];
+        sum += d * d;
+      }
+      return sum;
+    };
+    const int chosen = distance_to(quantised(coefs, 1)[0]);
+    for (int i = 0; i < 256; ++i) ASSERT_LE(chosen, distance_to(i)) << "codevector " << i;
+  }
+}
+
+TEST(Lattice, RoundingTakesHalvesTowardsZeroAndMendsTheLargestError) {
+  const auto rounded = [](Vector x) {  // units of 1/256
+    Vector point;
+    round_to_d8(x.data(), 5, point.data());
+    return point;
+  };
+  EXPECT_EQ(rounded({128, 128}), Vector{});
+  EXPECT_EQ(rounded({-128, -128, 129, 129}), (Vector{0, 0, 1, 1}));
+  EXPECT_EQ(rounded({154}), Vector{});     // 1 would make the sum odd
+  EXPECT_EQ(rounded({-384}), Vector{-2});  // -1 first
+  EXPECT_EQ(rounded({256}), (Vector{2}));  // all exact: the first one moves
+  EXPECT_EQ(rounded({256, 40, -60}), (Vector{1, 0, -1}));
 }
 
 TEST(Lattice, ASingleTwoAfterATwoCountsAsZero) {
@@ -395,10 +435,11 @@ TEST(Leftover, GoesToEmptyBandsThatFitByDescendingWeight) {
     Word16* written = stream.data();
     code_leftover_bands(coefs.data(), band_bits.data(), order.data(), index.data(), written, 5,
                         leftover);
-    const Word16* read = stream.data();
+    const auto windows = opened(stream);
+    const BitWindow* read = windows.data();
     decode_leftover_bands(decoder_bits.data(), order.data(), read_index.data(), read,
                           decoded.data(), 5, leftover);
-    EXPECT_EQ(read, written);
+    EXPECT_EQ(read - windows.data(), written - stream.data());
     EXPECT_EQ(decoder_bits, band_bits);
     EXPECT_EQ(read_index, index);
     Words raised;
@@ -419,19 +460,23 @@ TEST(Leftover, GoesToEmptyBandsThatFitByDescendingWeight) {
 }
 
 TEST(Noise, LevelIsEstimatedBelowTheHighestCodedBand) {
-  const auto level = [](Word16 value, std::initializer_list<int> empty_bands, int highest = 43) {
+  const auto level = [](Word16 value, std::initializer_list<int> empty_bands, int highest = 43,
+                        int zeros = 0) {
     Words band_bits(NUM_BANDS);
     std::fill_n(band_bits.begin(), highest + 1, Word16{1});
     for (const int b : empty_bands) band_bits[b] = 0;
-    return estimate_noise_level(Words(NUM_CODED_COEFS, value).data(), band_bits.data());
+    Words coefs(NUM_CODED_COEFS, value);
+    for (int i = 0; i < zeros; ++i) coefs[band_start[3] + i] = 0;
+    return estimate_noise_level(coefs.data(), band_bits.data());
   };
   EXPECT_EQ(level(128, {3}), -1);  // 8 significant bits
   EXPECT_EQ(level(256, {3}), -2);
   EXPECT_EQ(level(256, {}), 3);      // none empty
   EXPECT_EQ(level(256, {}, 20), 3);  // those above do not count
   EXPECT_EQ(level(0, {3}), 3);
-  EXPECT_EQ(level(63, {3, 20}), 2);    // the mean of 6 bits rounds down to 5
-  EXPECT_EQ(level(-128, {3}, 20), 0);  // 7 bits
+  EXPECT_EQ(level(63, {3, 20}), 2);        // the mean of 6 bits rounds down to 5
+  EXPECT_EQ(level(16383, {3}, 43, 4), 1);  // 14 bits four times, -1 four times: 6
+  EXPECT_EQ(level(-128, {3}, 20), 0);      // 7 bits
 }
 
 // Coefficient i is coded as i + 1; returns what the spectrum's coefficients are made from.

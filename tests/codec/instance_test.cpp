@@ -100,6 +100,21 @@ TEST(Instance, AnAttackMarksItsFrameAndTheNext) {
   EXPECT_EQ(marks, (std::vector<bool>{false, false, true, true, false, false}));
 }
 
+TEST(Instance, SmallFramesCodeTheTopBandsWhereTheLoudestIs) {
+  const auto codes_all_bands = [](int bitrate, int hertz) {
+    Samples input(3 * FRAME);
+    for (std::size_t n = 0; n < input.size(); ++n) {
+      input[n] = static_cast<std::int16_t>(tone(hertz, n) / 4);
+    }
+    return (encode_all(bitrate, input).back()[0] & 0x40) != 0;
+  };
+  EXPECT_FALSE(codes_all_bands(32000, 11900));  // band 33
+  EXPECT_TRUE(codes_all_bands(32000, 12500));   // band 34
+  EXPECT_TRUE(codes_all_bands(32000, 19600));
+  EXPECT_FALSE(codes_all_bands(47600, 1000));
+  EXPECT_TRUE(codes_all_bands(48000, 1000));
+}
+
 TEST(Instance, LostFramesRepeatTheLastSpectrumAtHalfTheLevelEach) {
   for (const Signal signal : {Signal::MUSIC, Signal::CLICKS}) {
     const int bitrate = 48000;

@@ -1,3 +1,5 @@
+#include <gst/audio/gstaudioencoder.h>
+
 #include <atomic>
 #include <thread>
 
@@ -32,6 +34,9 @@ TEST(Encoder, PayloadsAtEachBitrate) {
     EXPECT_EQ(encoder.output_caps(), "audio/G719, rate=(int)48000, channels=(int)1, bitrate=(int)" +
                                          std::to_string(rate.bitrate));
     EXPECT_EQ(gst_harness_query_latency(encoder.h), FRAME_TIME);
+    auto* base = GST_AUDIO_ENCODER(encoder.h->element);
+    EXPECT_EQ(gst_audio_encoder_get_frame_samples_min(base), 960);
+    EXPECT_EQ(gst_audio_encoder_get_frame_samples_max(base), 960);
     EXPECT_EQ(encoder.error(), "");
   }
 }

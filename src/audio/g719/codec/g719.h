@@ -34,10 +34,10 @@ struct g719_decoder_state {
 };
 
 struct g719_encoder {
-  std::int32_t bitrate;        // bit/s
-  std::int32_t frame_bits;     // bitrate / 50
-  std::int32_t frame_bytes;    // frame_bits / 8
-  std::int32_t frame_samples;  // FRAME_SAMPLES
+  std::int32_t bitrate;                          // bit/s
+  std::int32_t frame_bits;                       // bitrate / 50
+  std::int32_t frame_bytes;                      // frame_bits / 8
+  std::int32_t frame_samples;                    // FRAME_SAMPLES
   g719::Word16 bitstream[g719::MAX_FRAME_BITS];  // soft bits, scratch of one call
   g719_encoder_state state;
 };

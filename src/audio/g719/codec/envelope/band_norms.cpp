@@ -18,13 +18,6 @@ constexpr std::array<Word16, NUM_BAND_GROUPS> RECIPROCAL_WIDTH = {4096, 2048, 13
 
 constexpr Word32 SQRT_HALF = 0x5A82799A;  // Q31, the border between two half steps
 
-template <int WIDTH>
-Word32 peak_of(const Word32* coefs) {
-  Word32 peak = 1;
-  for (int i = 0; i < WIDTH; ++i) peak = std::max(peak, L_abs(coefs[i]));
-  return peak;
-}
-
 // Sum of the squares of the upper halves of the coefficients after `scale`, which the headroom
 // keeps from saturating. The upper halves are 2^14 at most (2^13 in wide bands), so that the sum is
 // 2^31 at most; only that very sum saturates.
@@ -43,7 +36,8 @@ Word32 scaled_energy(const Word32* coefs, int scale) {
 // The integer nearest to 50 - log2(mean square).
 template <int WIDTH>
 int norm_of(const Word32* coefs, int group) {
-  const int scale = norm_l(peak_of<WIDTH>(coefs)) - HEADROOM_SHIFT[group];
+  const Word32 peak = std::max(1, largest_magnitude(coefs, WIDTH));
+  const int scale = norm_l(peak) - HEADROOM_SHIFT[group];
   const Word32 energy = scaled_energy<WIDTH>(coefs, scale);
   const Word32 mean = scale_q15(energy, RECIPROCAL_WIDTH[group]);
   const int mean_shift = norm_l(mean);

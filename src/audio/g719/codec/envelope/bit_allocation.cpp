@@ -87,68 +87,75 @@ int take_first(std::uint64_t* ranks) {
   return first;
 }
 
-struct Allocation {
-  Word16* weights;      // by rank
-  const Word16* order;  // band at each rank
-  Word16* bits;         // by band
+// The state of the greedy search, by rank.
+struct Search {
+  int first_weight[NUM_BANDS];
+  int width[NUM_BANDS];
+  int bits[NUM_BANDS];
   int count;
-  int remaining;
+  int max_bits;
+  RanksByWeight open;  // ranks up to `last` that can take more
+  int last;
 };
 
-constexpr Word16 EXHAUSTED = MIN_16;  // weight of a rank that takes no more
-
-// Starts the search over with the first rank that is not exhausted and the one behind it.
-int restart(RanksByWeight* open, const Allocation& a) {
-  int last = 1;
-  while (last < a.count - 1 && a.weights[last - 1] == EXHAUSTED) ++last;
-  *open = {};
-  for (int rank = last - 1; rank <= last; ++rank) {
-    if (a.weights[rank] > EXHAUSTED) insert(open, bit(rank), a.weights[rank]);
-  }
-  return last;
+void open_rank(Search* search, int rank) {
+  if (search->bits[rank] >= search->max_bits) return;
+  insert(&search->open, bit(rank), search->first_weight[rank] - 2 * search->bits[rank]);
 }
 
-// One bit a coefficient at a time goes to the first rank of the largest weight. Ranks beyond `last`
-// are not looked at until the band at `last` has had a bit; once the last of all has had one, the
-// search starts over. The first band that cannot have its bit ends it. No rank past the coded bands
-// is ever read.
-void allocate_greedily(Allocation* a, int max_bits) {
-  RanksByWeight open;
-  int last = restart(&open, *a);
-  while (open.present != 0) {
+// Opens the first rank that can take more and the one behind it.
+void start_over(Search* search) {
+  search->open = {};
+  search->last = 1;
+  while (search->last < search->count - 1 && search->bits[search->last - 1] >= search->max_bits) {
+    ++search->last;
+  }
+  open_rank(search, search->last - 1);
+  open_rank(search, search->last);
+}
+
+// One bit a coefficient at a time goes to the first rank of the largest weight, which then loses 2.
+// Ranks beyond `last` are not looked at until the band at `last` has had a bit; once the last of
+// all has had one, the search starts over. The first band that cannot have its bit ends it. No rank
+// past the coded bands is ever read. Returns what is left of the budget.
+int allocate_greedily(Search* search, int budget) {
+  start_over(search);
+  while (search->open.present != 0) {
     int weight = 0;
-    std::uint64_t heaviest = take_heaviest(&open, &weight);
+    std::uint64_t heaviest = take_heaviest(&search->open, &weight);
     std::uint64_t served = 0;
     while (heaviest != 0) {
       const int rank = take_first(&heaviest);
-      const Word16 band = a->order[rank];
-      if (a->remaining < std::max<int>(band_width[band], 8)) return;
-      a->remaining -= band_width[band];
-      const bool full = ++a->bits[band] >= max_bits;
-      a->weights[rank] = full ? EXHAUSTED : static_cast<Word16>(weight - 2);
-      if (!full) served |= bit(rank);
+      if (budget < search->width[rank]) return budget;
+      budget -= search->width[rank];
+      if (++search->bits[rank] < search->max_bits) served |= bit(rank);
+      if (rank != search->last) continue;
 
-      if (rank == a->count - 1) {
-        last = restart(&open, *a);
-        heaviest = served = 0;
-      } else if (rank == last && a->weights[++last] > EXHAUSTED) {
-        insert(&open, bit(last), a->weights[last]);
-        if (a->weights[last] >= weight) break;  // it comes before the rest of these, or among them
+      insert(&search->open, served, weight - 2);
+      insert(&search->open, heaviest, weight);
+      served = heaviest = 0;
+      if (search->last == search->count - 1) {
+        start_over(search);
+      } else {
+        open_rank(search, ++search->last);
       }
     }
-    insert(&open, heaviest, weight);
-    insert(&open, served, weight - 2);
+    insert(&search->open, served, weight - 2);
   }
+  return budget;
 }
 
-// Raises the bands of one group that have `from` bits by one, by descending weight, while it lasts.
-void top_up(Allocation* a, const BandGroup& group, Word16 from) {
-  for (int rank = 0; rank < a->count && a->remaining >= group.width; ++rank) {
-    const Word16 band = a->order[rank];
-    if (band < group.first_band || band >= group.end_band || a->bits[band] != from) continue;
-    ++a->bits[band];
-    a->remaining -= group.width;
+// Raises the bands of one group that have `from` bits by one, by descending weight, while the
+// budget lasts. Returns what is left of it.
+int top_up(const BandGroup& group, Word16 from, const Word16* order, int count, int budget,
+           Word16* bits) {
+  for (int rank = 0; rank < count && budget >= group.width; ++rank) {
+    const Word16 band = order[rank];
+    if (band < group.first_band || band >= group.end_band || bits[band] != from) continue;
+    ++bits[band];
+    budget -= group.width;
   }
+  return budget;
 }
 
 }  // namespace
@@ -190,14 +197,24 @@ void sort_bands_by_weight(Word16* weights, Word16 count, Word16* order) {
   }
 }
 
-void allocate_bits(Word16* weights, const Word16* order, Word16 budget, Word16 count,
+void allocate_bits(const Word16* weights, const Word16* order, Word16 budget, Word16 count,
                    Word16 max_bits, Word16* bits) {
-  Allocation allocation = {weights, order, bits, count, budget};
-  allocate_greedily(&allocation, max_bits);
-  top_up(&allocation, BAND_GROUPS[1], 0);
-  top_up(&allocation, BAND_GROUPS[1], 1);
-  top_up(&allocation, BAND_GROUPS[0], 0);
-  top_up(&allocation, BAND_GROUPS[0], 1);
+  Search search;
+  search.count = count;
+  search.max_bits = max_bits;
+  for (int rank = 0; rank < count; ++rank) {
+    search.first_weight[rank] = weights[rank];
+    search.width[rank] = band_width[order[rank]];
+    search.bits[rank] = 0;
+  }
+  int left = allocate_greedily(&search, budget);
+  for (int rank = 0; rank < count; ++rank)
+    bits[order[rank]] = static_cast<Word16>(search.bits[rank]);
+
+  left = top_up(BAND_GROUPS[1], 0, order, count, left, bits);
+  left = top_up(BAND_GROUPS[1], 1, order, count, left, bits);
+  left = top_up(BAND_GROUPS[0], 0, order, count, left, bits);
+  top_up(BAND_GROUPS[0], 1, order, count, left, bits);
 }
 
 Word16 count_allocated_bits(const Word16* bits, Word16 count, Word16* total) {

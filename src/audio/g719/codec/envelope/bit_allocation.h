@@ -16,9 +16,9 @@ void compute_band_weights(const Word16* levels, Word16* weights, Word16 transien
 void sort_bands_by_weight(Word16* weights, Word16 count, Word16* order);
 
 // Gives away `budget` bits, one bit a coefficient of one band at a time, at most `max_bits` to a
-// band. `weights` and `order` as the sort left them, the weights are used up; `bits` is indexed by
-// band, all 44 zeroed by the caller. Spends at most the budget.
-void allocate_bits(Word16* weights, const Word16* order, Word16 budget, Word16 count,
+// band. `weights` and `order` as the sort left them; `bits` is indexed by band, all 44 zeroed by
+// the caller. Spends at most the budget.
+void allocate_bits(const Word16* weights, const Word16* order, Word16 budget, Word16 count,
                    Word16 max_bits, Word16* bits);
 
 // Bits of bands 0 to count - 1 in fixed-length coding, also written to *total.

@@ -63,10 +63,10 @@ Word16 norm_huffman_bits(const Word16* deltas) {
   return static_cast<Word16>(bits);
 }
 
-Word16 decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas) {
-  const Word16* start = stream;
+Word16 decode_norm_huffman(const BitWindow* stream, Word16 count, Word16* deltas) {
+  const BitWindow* start = stream;
   for (int i = 0; i < count - 1; ++i) {
-    deltas[i] = DECODED_DELTA[read_soft_block(stream)];
+    deltas[i] = DECODED_DELTA[*stream];
     stream += norm_delta_code_len[deltas[i]];
   }
   return static_cast<Word16>(stream - start);

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "../frame/soft_bits.h"
 #include "band_layout.h"
 
 namespace g719 {
@@ -37,7 +38,7 @@ Word16 norm_huffman_bits(const Word16* deltas);
 
 // Reads count - 1 Huffman code words and returns their bits. Any bits decode. Less than a block of
 // soft bits behind is looked at.
-Word16 decode_norm_huffman(const Word16* stream, Word16 count, Word16* deltas);
+Word16 decode_norm_huffman(const BitWindow* stream, Word16 count, Word16* deltas);
 
 // Norms of a chain that begins with first_norm (0 to 31). Each is clamped to 0 to 39 before the
 // next one builds on it, since a damaged frame can carry any difference.

@@ -17,23 +17,21 @@ using namespace quiet;
 
 namespace {
 
-Word16 read_field(const Word16*& position, Word16 width) {
-  Word16 value = 0;
-  read_soft_bits(position, width, &value);
+Word16 read_field(const BitWindow*& position, int width) {
+  const int value = read_window(position, width);
   position += width;
-  return value;
+  return static_cast<Word16>(value);
 }
 
 // Reads the 43 differences and returns their bits.
-Word16 read_norm_deltas(const Word16*& position, bool huffman, Word16* deltas) {
-  Word16 bits = FIXED_NORM_BITS;
+Word16 read_norm_deltas(const BitWindow*& position, bool huffman, Word16* deltas) {
+  const BitWindow* start = position;
   if (huffman) {
-    bits = decode_norm_huffman(position, NUM_BANDS, deltas);
+    position += decode_norm_huffman(position, NUM_BANDS, deltas);
   } else {
-    read_soft_bit_array(position, NUM_NORM_DELTAS, NORM_DELTA_BITS, deltas);
+    for (int i = 0; i < NUM_NORM_DELTAS; ++i) deltas[i] = read_field(position, NORM_DELTA_BITS);
   }
-  position += bits;
-  return bits;
+  return static_cast<Word16>(position - start);
 }
 
 // Norms and levels in band order.
@@ -51,7 +49,7 @@ void restore_norms(const Word16* deltas, Word16 first_norm, Word16 transient_fla
 
 }  // namespace
 
-void decode_spectrum(const Word16*& position, Word16* norm_coefs, Word16* band_bits,
+void decode_spectrum(const BitWindow*& position, Word16* norm_coefs, Word16* band_bits,
                      Word16 spectral_budget, Word16* norm_index, Word16 transient_flag) {
   const Word16 coded_bands = read_field(position, 1) != 0 ? NUM_BANDS : NUM_LOW_BANDS;
   const bool norm_huffman_flag = read_field(position, 1) != 0;

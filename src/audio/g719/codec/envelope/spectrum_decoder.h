@@ -1,5 +1,6 @@
 #pragma once
 
+#include "../frame/soft_bits.h"
 #include "../word.h"
 
 namespace g719 {
@@ -8,7 +9,7 @@ namespace g719 {
 // behind them. Gives the normalised coefficients (800) of the coded bands, the bits a coefficient
 // of each band (44) and the norms (44, 0 to 39). Any bits decode; a damaged frame may move the
 // position past frame_bits, by less than two thirds of them.
-void decode_spectrum(const Word16*& position, Word16* norm_coefs, Word16* band_bits,
+void decode_spectrum(const BitWindow*& position, Word16* norm_coefs, Word16* band_bits,
                      Word16 spectral_budget, Word16* norm_index, Word16 transient_flag);
 
 }  // namespace g719

@@ -9,9 +9,7 @@ namespace g719 {
 
 // The left shift that brings the largest magnitude to full scale; 0 when all are 0.
 inline Word16 headroom(const Word32* values, int count) {
-  Word32 largest = 0;
-  for (int i = 0; i < count; ++i) largest = std::max(largest, quiet::L_abs(values[i]));
-  return quiet::norm_l(largest);
+  return quiet::norm_l(largest_magnitude(values, count));
 }
 
 // Up by at most the headroom of the values; a negative shift goes down.

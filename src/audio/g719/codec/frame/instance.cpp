@@ -3,17 +3,17 @@
 #include "../g719.h"
 #include "frame_decoder.h"
 #include "frame_encoder.h"
+#include "packed_frame.h"
 #include "processor_level.h"
-#include "soft_bits.h"
 
 using g719::Word16;
 
 // The copy of the codec for processors with AVX2; it works on the same records.
 #ifdef G719_HAS_AVX2
 namespace g719_avx2 {
-void encode_frame(const Word16* samples, Word16* bitstream, g719_encoder_state* state);
-void decode_frame(const Word16* bitstream, Word16 erasure_flag, Word16* samples,
-                  g719_decoder_state* state);
+void encode_packed_frame(g719_encoder* encoder, const Word16* samples, std::uint8_t* bytes);
+void decode_packed_frame(g719_decoder* decoder, const std::uint8_t* bytes, Word16* samples,
+                         Word16 erasure_flag);
 }  // namespace g719_avx2
 #else
 namespace g719_avx2 = g719;
@@ -41,16 +41,6 @@ Instance* create(std::int32_t bitrate) {
   return instance;
 }
 
-void pack(const Word16* bitstream, int frame_bytes, std::uint8_t* bytes) {
-  for (int i = 0; i < frame_bytes; ++i) {
-    bytes[i] = static_cast<std::uint8_t>(g719::read_soft_block(bitstream + 8 * i));
-  }
-}
-
-void unpack(const std::uint8_t* bytes, int frame_bytes, Word16* bitstream) {
-  for (int i = 0; i < frame_bytes; ++i) g719::write_soft_block(bytes[i], 8, bitstream + 8 * i);
-}
-
 }  // namespace
 
 g719_encoder* g719_encoder_create(std::int32_t bitrate) {
@@ -70,16 +60,14 @@ g719_decoder* g719_decoder_create(std::int32_t bitrate) {
 }
 
 void g719_encoder_encode(g719_encoder* encoder, const std::int16_t* samples, std::uint8_t* bytes) {
-  const auto encode_frame = has_avx2() ? g719_avx2::encode_frame : g719::encode_frame;
-  encode_frame(samples, encoder->bitstream, &encoder->state);
-  pack(encoder->bitstream, encoder->frame_bytes, bytes);
+  const auto encode = has_avx2() ? g719_avx2::encode_packed_frame : g719::encode_packed_frame;
+  encode(encoder, samples, bytes);
 }
 
 void g719_decoder_decode(g719_decoder* decoder, const std::uint8_t* bytes, std::int16_t* samples,
                          std::int32_t erasure_flag) {
-  unpack(bytes, decoder->frame_bytes, decoder->bitstream);
-  const auto decode_frame = has_avx2() ? g719_avx2::decode_frame : g719::decode_frame;
-  decode_frame(decoder->bitstream, erasure_flag != 0, samples, &decoder->state);
+  const auto decode = has_avx2() ? g719_avx2::decode_packed_frame : g719::decode_packed_frame;
+  decode(decoder, bytes, samples, erasure_flag != 0);
 }
 
 std::int32_t g719_encoder_frame_samples(const g719_encoder* encoder) {

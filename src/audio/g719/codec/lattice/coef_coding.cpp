@@ -47,33 +47,48 @@ Word16* write_fixed(const Word16* values, int count, Word16 bits, Word16* positi
   return position;
 }
 
-const Word16* read_fixed(const Word16* position, int count, Word16 bits, Word16* values) {
+const BitWindow* read_fixed(const BitWindow* position, int count, Word16 bits, Word16* values) {
   const int step = bits == 1 ? VECTOR_SIZE : 1;
-  const int width = std::min(bits * step, SOFT_BLOCK);
+  const int width = std::min(bits * step, 8);
   for (int i = 0; i < count; i += step) {
-    const int ninth = bits > SOFT_BLOCK && *position++ == SOFT_BIT_ONE ? 1 << SOFT_BLOCK : 0;
-    values[i] = static_cast<Word16>(ninth + (read_soft_block(position) >> (SOFT_BLOCK - width)));
+    const int ninth = bits > 8 ? read_window(position++, 1) << 8 : 0;
+    values[i] = static_cast<Word16>(ninth + read_window(position, width));
     position += width;
   }
   return position;
 }
 
-// The code word that any 8 bits begin with.
-struct DecodedWord {
-  std::uint8_t value;
-  std::uint8_t length;
+// The one or two code words that any 8 bits begin with: two where both are whole.
+struct DecodedWords {
+  std::uint8_t value[2];
+  std::uint8_t words;
+  std::uint8_t length;        // of all
+  std::uint8_t first_length;  // of the first
 };
-using DecodingTable = std::array<DecodedWord, 256>;
+using DecodingTable = std::array<DecodedWords, 256>;
+
+// The value whose word `window` begins with.
+constexpr int value_at(int window, int bits) {
+  for (int value = 0;; ++value) {
+    const int row = COEF_HUFF_OFFSET[bits] + value;
+    if (window >> (8 - COEF_HUFF_LEN[row]) == COEF_HUFF_CODE[row]) return value;
+  }
+}
 
 constexpr DecodingTable decoding_table(int bits) {
   DecodingTable table{};
-  for (int value = 0; value < 1 << bits; ++value) {
-    const int row = COEF_HUFF_OFFSET[bits] + value;
-    const int spare = SOFT_BLOCK - COEF_HUFF_LEN[row];
-    const int first = COEF_HUFF_CODE[row] << spare;
-    for (int i = first; i < first + (1 << spare); ++i) {
-      table[i] = {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(COEF_HUFF_LEN[row])};
-    }
+  const Word16* lengths = COEF_HUFF_LEN.data() + COEF_HUFF_OFFSET[bits];
+  for (int window = 0; window < 256; ++window) {
+    DecodedWords& entry = table[window];
+    const int first = value_at(window, bits);
+    const int rest = window << lengths[first] & 255;
+    const int second = value_at(rest, bits);
+    const bool whole = lengths[first] + lengths[second] <= 8;
+    entry.value[0] = static_cast<std::uint8_t>(first);
+    entry.value[1] = static_cast<std::uint8_t>(second);
+    entry.words = whole ? 2 : 1;
+    entry.first_length = static_cast<std::uint8_t>(lengths[first]);
+    entry.length = static_cast<std::uint8_t>(lengths[first] + (whole ? lengths[second] : 0));
   }
   return table;
 }
@@ -109,10 +124,10 @@ Word16 write_coef_fields(const Word16* coef_index, const Word16* band_bits, Word
   return static_cast<Word16>(position - start);
 }
 
-Word16 read_coef_fields(const Word16* band_bits, const Word16* position, Word16 coef_huffman_flag,
-                        Word16 first_coef, Word16 first_band, Word16 end_band, Word16 width,
-                        Word16* coef_index) {
-  const Word16* start = position;
+Word16 read_coef_fields(const Word16* band_bits, const BitWindow* position,
+                        Word16 coef_huffman_flag, Word16 first_coef, Word16 first_band,
+                        Word16 end_band, Word16 width, Word16* coef_index) {
+  const BitWindow* start = position;
   coef_index += first_coef;
   for (int b = first_band; b < end_band; ++b, coef_index += width) {
     if (coef_huffman_flag != 0 && is_huffman_coded(band_bits[b])) {
@@ -124,13 +139,20 @@ Word16 read_coef_fields(const Word16* band_bits, const Word16* position, Word16 
   return static_cast<Word16>(position - start);
 }
 
-Word16 decode_coef_huffman(const Word16* position, Word16 count, Word16 bits, Word16* values) {
+Word16 decode_coef_huffman(const BitWindow* position, Word16 count, Word16 bits, Word16* values) {
   const DecodingTable& table = DECODING_TABLES[bits - MIN_HUFFMAN_BITS];
-  const Word16* start = position;
-  for (int i = 0; i < count; ++i) {
-    const DecodedWord word = table[read_soft_block(position)];
-    values[i] = word.value;
-    position += word.length;
+  const BitWindow* start = position;
+  int i = 0;
+  while (i < count - 1) {
+    const DecodedWords& decoded = table[*position];
+    values[i] = decoded.value[0];
+    values[i + 1] = decoded.value[1];  // the next turn's to overwrite if it is not whole
+    i += decoded.words;
+    position += decoded.length;
+  }
+  if (i < count) {
+    values[i] = table[*position].value[0];
+    position += table[*position].first_length;
   }
   return static_cast<Word16>(position - start);
 }

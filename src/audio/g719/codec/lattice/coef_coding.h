@@ -1,5 +1,6 @@
 #pragma once
 
+#include "../frame/soft_bits.h"
 #include "../word.h"
 
 namespace g719 {
@@ -21,11 +22,11 @@ Word16 write_coef_fields(const Word16* coef_index, const Word16* band_bits, Word
 // Reads the group's fields into coef_index (all 800 entries; the group begins at first_coef) and
 // returns their bits. Any bits decode. Less than a block of soft bits behind the fields is looked
 // at.
-Word16 read_coef_fields(const Word16* band_bits, const Word16* position, Word16 coef_huffman_flag,
-                        Word16 first_coef, Word16 first_band, Word16 end_band, Word16 width,
-                        Word16* coef_index);
+Word16 read_coef_fields(const Word16* band_bits, const BitWindow* position,
+                        Word16 coef_huffman_flag, Word16 first_coef, Word16 first_band,
+                        Word16 end_band, Word16 width, Word16* coef_index);
 
 // Reads `count` Huffman words of the code for `bits` (2 to 5) and returns the bits they took.
-Word16 decode_coef_huffman(const Word16* position, Word16 count, Word16 bits, Word16* values);
+Word16 decode_coef_huffman(const BitWindow* position, Word16 count, Word16 bits, Word16* values);
 
 }  // namespace g719

@@ -6,6 +6,7 @@
 #include "../frame/soft_bits.h"
 #include "../operators/quiet_operators.h"
 #include "codebook.h"
+#include "d8.h"
 #include "leftover_bands.h"
 
 namespace g719 {
@@ -13,8 +14,6 @@ namespace g719 {
 using namespace quiet;
 
 namespace {
-
-constexpr Word16 MULTI_BIT_GAIN = 6144;  // Q15, 3 / 16
 
 // The codevectors of the one-bit codebook as coefficients: times 256 / 1.1, plus the bias.
 constexpr auto ONE_BIT_COEFS = [] {
@@ -46,17 +45,12 @@ void dequantize_one_bit_band(const Word16* coef_index, int width, Word16* norm_c
   }
 }
 
-// Codevectors lie within 2^bits of the origin, 2^13 when shifted: nothing saturates.
-void dequantize_multi_bit_band(const Word16* coef_index, int width, Word16 bits,
-                               Word16* norm_coefs) {
-  const int shift = LATTICE_SHIFT[bits];
+// A lattice unit is 2^(13 - bits) of the scaled coefficient, which is 16/3 of the coefficient.
+void dequantize_multi_bit_band(const Word16* coef_index, int width, int bits, Word16* norm_coefs) {
+  const int shift = LATTICE_SHIFT[bits] - 4;
   for (int j = 0; j < width; j += VECTOR_SIZE) {
-    Word16 point[VECTOR_SIZE];
-    d8_index_to_point(coef_index + j, bits, point);
-    for (int i = 0; i < VECTOR_SIZE; ++i) {
-      const auto scaled = static_cast<Word16>(point[i] << shift);
-      norm_coefs[j + i] = static_cast<Word16>(((scaled * MULTI_BIT_GAIN) >> 15) + LATTICE_BIAS);
-    }
+    const Lanes point = d8_point(load_lanes(coef_index + j), bits);
+    store_lanes(((3 * point) << shift) + LATTICE_BIAS, norm_coefs + j);
   }
 }
 
@@ -78,7 +72,7 @@ void dequantize_band_group(const Word16* coef_index, const Word16* band_bits, Wo
 }
 
 void decode_leftover_bands(Word16* band_bits, const Word16* band_order, Word16* coef_index,
-                           const Word16*& position, Word16* norm_coefs, Word16 coded_bands,
+                           const BitWindow*& position, Word16* norm_coefs, Word16 coded_bands,
                            Word16 leftover_bits) {
   for_each_leftover_band(band_bits, band_order, coded_bands, leftover_bits, [&](Word16 band) {
     const Word16 start = band_start[band];
@@ -88,11 +82,11 @@ void decode_leftover_bands(Word16* band_bits, const Word16* band_order, Word16* 
   });
 }
 
-void decode_one_bit_vectors(Word16* coef_index, const Word16* position, int vectors,
+void decode_one_bit_vectors(Word16* coef_index, const BitWindow* position, int vectors,
                             Word16* norm_coefs) {
   const int width = vectors * VECTOR_SIZE;
   for (int j = 0; j < width; j += VECTOR_SIZE) {
-    coef_index[j] = static_cast<Word16>(read_soft_block(position + j));
+    coef_index[j] = position[j];
   }
   dequantize_one_bit_band(coef_index, width, norm_coefs);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "../frame/soft_bits.h"
 #include "../word.h"
 
 namespace g719 {
@@ -14,11 +15,11 @@ void dequantize_band_group(const Word16* coef_index, const Word16* band_bits, Wo
 // Reads and reconstructs the bands that the encoder coded with leftover bits, raises their entry of
 // band_bits to 1 and moves the position behind what was read. leftover_bits may be negative.
 void decode_leftover_bands(Word16* band_bits, const Word16* band_order, Word16* coef_index,
-                           const Word16*& position, Word16* norm_coefs, Word16 coded_bands,
+                           const BitWindow*& position, Word16* norm_coefs, Word16 coded_bands,
                            Word16 leftover_bits);
 
 // Reads and reconstructs consecutive one-bit vectors.
-void decode_one_bit_vectors(Word16* coef_index, const Word16* position, int vectors,
+void decode_one_bit_vectors(Word16* coef_index, const BitWindow* position, int vectors,
                             Word16* norm_coefs);
 
 }  // namespace g719

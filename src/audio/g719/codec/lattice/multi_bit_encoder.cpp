@@ -5,6 +5,7 @@
 
 #include "../operators/quiet_operators.h"
 #include "codebook.h"
+#include "d8.h"
 
 namespace g719 {
 
@@ -15,8 +16,13 @@ namespace {
 constexpr int OVERLOAD_MAX_HALVINGS = 15;
 constexpr int OVERLOAD_GROWTH_STEPS = 15;  // of 1/16 each
 
-Word16 scale(Word16 coef) {
-  return extract_l((21845 * sub(coef, LATTICE_BIAS)) >> 12);  // 16/3
+// 16/3 (coef - bias), of which the low 16 bits are kept.
+Lanes scale(const Word16* coefs) {
+  Word16 scaled[VECTOR_SIZE];
+  for (int i = 0; i < VECTOR_SIZE; ++i) {
+    scaled[i] = extract_l((21845 * sub(coefs[i], LATTICE_BIAS)) >> 12);
+  }
+  return load_lanes(scaled);
 }
 
 // The components that lead back to themselves through an index, as far as they alone decide.
@@ -39,64 +45,55 @@ constexpr auto INSIDE = [] {
   return limits;
 }();
 
-int count_outside(const Word16* point, Limits inside) {
-  int outside = 0;
-  for (int i = 0; i < VECTOR_SIZE; ++i) {
-    outside += point[i] < inside.low || point[i] > inside.high ? 1 : 0;
-  }
-  return outside;
-}
-
-bool decodes_to(const Word16* index, Word16 bits, const Word16* point) {
-  Word16 decoded[VECTOR_SIZE];
-  d8_index_to_point(index, bits, decoded);
-  return std::equal(point, point + VECTOR_SIZE, decoded);
-}
-
-// The index of the lattice point nearest to u; true when the index leads back to that point, which
-// it does not when the point lies outside the codebook. One component beyond its limits can be what
-// decoding changes to make the sum even; two cannot be mended.
-bool index_of_nearest(const Word16* u, Word16 modulus, Word16 bits, Word16* index) {
-  Word16 point[VECTOR_SIZE];
-  round_to_d8(u, bits, point);
-  d8_point_to_index(point, modulus, index);
-  const int outside = count_outside(point, INSIDE[bits]);
-  return outside == 0 || (outside == 1 && decodes_to(index, bits, point));
+// Looks for the index of the lattice point nearest to u; true when that index leads back to the
+// point, which it does not when the point lies outside the codebook. One component beyond its
+// limits can be what decoding changes to make the sum even; two cannot be mended.
+bool find_index(Lanes u, int bits, Lanes* index) {
+  const Lanes point = nearest_d8(u, bits);
+  *index = d8_index(point, LATTICE_MODULUS[bits]);
+  const Lanes outside = (point < INSIDE[bits].low) | (point > INSIDE[bits].high);
+  const int count = -sum_of_lanes(outside)[0];
+  if (count != 1) return count == 0;
+  const Lanes changed = d8_point(*index, bits) != point;
+  return sum_of_lanes(changed)[0] == 0;
 }
 
 // Grows the halved vector again by sixteenths of it while its point stays inside the codebook.
-void grow(const Word16* u, Word16 modulus, Word16 bits, Word16* index) {
-  for (Word16 step = 1; step <= OVERLOAD_GROWTH_STEPS; ++step) {
-    Word16 grown[VECTOR_SIZE];
-    Word16 grown_index[VECTOR_SIZE];
+void grow(Lanes u, int bits, Lanes* index) {
+  for (int step = 1; step <= OVERLOAD_GROWTH_STEPS; ++step) {
+    Lanes grown;
     for (int i = 0; i < VECTOR_SIZE; ++i) {
       const Word32 growth = (u[i] * step) >> 4;
       grown[i] = saturate(u[i] + growth + (growth < 0 ? 1 : 0));
     }
-    if (!index_of_nearest(grown, modulus, bits, grown_index)) return;
-    std::copy_n(grown_index, VECTOR_SIZE, index);
+    Lanes grown_index;
+    if (!find_index(grown, bits, &grown_index)) return;
+    *index = grown_index;
   }
+}
+
+Lanes quantize(Lanes u, int bits) {
+  Lanes index;
+  if (find_index(u, bits, &index)) return index;
+  for (int halving = 0; halving < OVERLOAD_MAX_HALVINGS; ++halving) {
+    u = (u >> 1) + (u & 1);
+    if (find_index(u, bits, &index)) {
+      grow(u, bits, &index);
+      return index;
+    }
+  }
+  return all_lanes(0);
 }
 
 }  // namespace
 
-void quantize_multi_bit_vector(Word16* u, Word16* index, Word16 modulus, Word16 bits) {
-  if (index_of_nearest(u, modulus, bits, index)) return;
-  for (int halving = 0; halving < OVERLOAD_MAX_HALVINGS; ++halving) {
-    for (int i = 0; i < VECTOR_SIZE; ++i) u[i] = static_cast<Word16>((u[i] + 1) >> 1);
-    if (index_of_nearest(u, modulus, bits, index)) {
-      grow(u, modulus, bits, index);
-      return;
-    }
-  }
-  std::fill_n(index, VECTOR_SIZE, Word16{0});
+void quantize_multi_bit_vector(const Word16* u, Word16* index, Word16 /*modulus*/, Word16 bits) {
+  store_lanes(quantize(load_lanes(u), bits), index);
 }
 
 void quantize_multi_bit_band(const Word16* norm_coefs, int width, Word16 bits, Word16* coef_index) {
   for (int j = 0; j < width; j += VECTOR_SIZE) {
-    Word16 u[VECTOR_SIZE];
-    for (int i = 0; i < VECTOR_SIZE; ++i) u[i] = scale(norm_coefs[j + i]);
-    quantize_multi_bit_vector(u, coef_index + j, LATTICE_MODULUS[bits], bits);
+    store_lanes(quantize(scale(norm_coefs + j), bits), coef_index + j);
   }
 }
 

@@ -14,14 +14,10 @@ using namespace quiet;
 
 namespace {
 
-// 1.1 (coef - bias), saturating.
-Lanes scale(const Word16* coefs) {
-  Word16 scaled[VECTOR_SIZE];
-  for (int i = 0; i < VECTOR_SIZE; ++i) {
-    const Word16 t = sub(coefs[i], LATTICE_BIAS);
-    scaled[i] = add(t, mult(t, 3277));
-  }
-  return load_lanes(scaled);
+// 1.1 (coef - bias).
+Word16 scale(Word16 coef) {
+  const Word16 t = sub(coef, LATTICE_BIAS);
+  return add(t, mult(t, 3277));
 }
 
 void sort_descending(Word16* u, Word16* positions) {
@@ -109,7 +105,7 @@ constexpr Word16 MAX_SCORED = 3900;
 
 // The nearest class of every lane, the first among equals. The squared distance to a leader m (in
 // units of 1/256) is |u|^2 + 512 (128 |m|^2 - u m): the classes compare by the bracket, which is
-// made of sums of sorted values.
+// made of sums of sorted values, MAX_SCORED at most.
 Lanes nearest_classes(const Rows sorted) {
   const Lanes first = sorted[0];
   const Lanes last = sorted[7];
@@ -176,18 +172,33 @@ void find_borders(const Word16 (*sorted)[NUM_LANES], const Word16* nearest, Bord
   }
 }
 
+// The same where nothing saturates. Elsewhere it wraps to values beyond MAX_SCORED.
+Lanes scale_small(const Word16* coefs) {
+  constexpr Word32 TENTH = 2 * 3277;  // Q16
+  Word16 scaled[VECTOR_SIZE];
+  for (int i = 0; i < VECTOR_SIZE; ++i) {
+    const auto t = static_cast<Word16>(coefs[i] - LATTICE_BIAS);
+    scaled[i] = static_cast<Word16>(t + ((t * TENTH) >> 16));
+  }
+  return load_lanes(scaled);
+}
+
 // Quantises vectors 0 to count - 1 of the list, at most 8.
 void quantize_lanes(const Word16* norm_coefs, const Word16* offsets, int count,
                     Word16* coef_index) {
   Rows u = {};
-  for (int j = 0; j < count; ++j) u[j] = scale(norm_coefs + offsets[j]);
+  for (int j = 0; j < count; ++j) u[j] = scale_small(norm_coefs + offsets[j]);
   transpose(u);
   Rows sorted;
   std::copy_n(u, VECTOR_SIZE, sorted);
   sort_rows(sorted);
+  Rows scored;  // lanes that this changes are not taken from the scores
+  for (int i = 0; i < VECTOR_SIZE; ++i) {
+    scored[i] = larger(smaller(sorted[i], all_lanes(MAX_SCORED)), all_lanes(-MAX_SCORED));
+  }
   Word16 nearest[NUM_LANES];
   Word16 ranked[VECTOR_SIZE][NUM_LANES];
-  store_lanes(nearest_classes(sorted), nearest);
+  store_lanes(nearest_classes(scored), nearest);
   for (int i = 0; i < VECTOR_SIZE; ++i) store_lanes(sorted[i], ranked[i]);
 
   Borders borders;
@@ -198,7 +209,6 @@ void quantize_lanes(const Word16* norm_coefs, const Word16* offsets, int count,
     first_marked |= (u[i] >= load_lanes(borders.from_up)) & all_lanes(1 << i);
     last_marked |= (u[i] <= load_lanes(borders.from_down)) & all_lanes(1 << i);
   }
-  transpose(u);
   for (int j = 0; j < count; ++j) {
     Word16* index = coef_index + offsets[j];
     if (borders.found[j]) {
@@ -206,7 +216,7 @@ void quantize_lanes(const Word16* norm_coefs, const Word16* offsets, int count,
           index_of(nearest[j], first_marked[j] | last_marked[j], first_marked[j], last_marked[j]);
     } else {
       Word16 vector[VECTOR_SIZE];
-      store_lanes(u[j], vector);
+      std::transform(norm_coefs + offsets[j], norm_coefs + offsets[j] + VECTOR_SIZE, vector, scale);
       quantize_one_bit_vector(vector, index);
     }
   }

@@ -1,6 +1,6 @@
 // Eight 16-bit values that are worked on at once: the components of one vector, or one component of
-// eight. This is the compilers' own vector type, one register on every 64-bit processor; sums and
-// products wrap.
+// eight. This is the compilers' own vector type, one register on every 64-bit processor. Its sums
+// and products must fit 16 bits, as those of any signed type must fit theirs.
 #pragma once
 
 #include <cstring>
@@ -27,6 +27,18 @@ inline Lanes choose(Lanes condition, Lanes a, Lanes b) {
 }
 inline Lanes smaller(Lanes a, Lanes b) { return a < b ? a : b; }
 inline Lanes larger(Lanes a, Lanes b) { return a > b ? a : b; }
+
+// All lanes hold the sum, or the largest value, of all.
+inline Lanes sum_of_lanes(Lanes a) {
+  a += __builtin_shufflevector(a, a, 4, 5, 6, 7, 0, 1, 2, 3);
+  a += __builtin_shufflevector(a, a, 2, 3, 0, 1, 6, 7, 4, 5);
+  return a + __builtin_shufflevector(a, a, 1, 0, 3, 2, 5, 4, 7, 6);
+}
+inline Lanes largest_of_lanes(Lanes a) {
+  a = larger(a, __builtin_shufflevector(a, a, 4, 5, 6, 7, 0, 1, 2, 3));
+  a = larger(a, __builtin_shufflevector(a, a, 2, 3, 0, 1, 6, 7, 4, 5));
+  return larger(a, __builtin_shufflevector(a, a, 1, 0, 3, 2, 5, 4, 7, 6));
+}
 
 // Rows become columns: three rounds that interleave the upper with the lower half of the rows.
 inline void transpose(Lanes* rows) {

@@ -123,4 +123,16 @@ constexpr Word16 norm_s(Word16 a) {
 }
 
 }  // namespace quiet
+
+// The largest L_abs of at least one value.
+inline Word32 largest_magnitude(const Word32* values, int count) {
+  Word32 smallest = values[0];
+  Word32 largest = values[0];
+  for (int i = 0; i < count; ++i) {
+    smallest = values[i] < smallest ? values[i] : smallest;
+    largest = values[i] > largest ? values[i] : largest;
+  }
+  return std::max(largest, quiet::L_negate(smallest));
+}
+
 }  // namespace g719

@@ -15,30 +15,31 @@ namespace {
 constexpr int SHORT = 240;       // coefficients of a short block
 constexpr int HALF = SHORT / 2;  // its overlap with each neighbour
 
-// Undoes the fold of a block of 2 HALF values into 4 HALF aliased ones.
-template <int HALF>
+// Undoes the fold of a block of 2 HALF values, shifted down by SHIFT, into 4 HALF aliased ones.
+template <int HALF, int SHIFT>
 void unfold_block(const Word32* __restrict block, Word32* __restrict aliased) {
   for (int k = 0; k < HALF; ++k) {
-    aliased[k] = block[HALF + k];
-    aliased[HALF + k] = L_negate(block[2 * HALF - 1 - k]);
+    aliased[k] = block[HALF + k] >> SHIFT;
+    aliased[HALF + k] = L_negate(block[2 * HALF - 1 - k] >> SHIFT);
   }
   for (int k = 0; k < HALF; ++k) {
-    aliased[2 * HALF + k] = L_negate(block[HALF - 1 - k]);
-    aliased[3 * HALF + k] = L_negate(block[k]);
+    aliased[2 * HALF + k] = L_negate(block[HALF - 1 - k] >> SHIFT);
+    aliased[3 * HALF + k] = L_negate(block[k] >> SHIFT);
   }
 }
 void unfold_short_block(const Word32* block, Word32* aliased) {
-  unfold_block<HALF>(block, aliased);
+  unfold_block<HALF, 0>(block, aliased);
 }
+template <int SHIFT>
 void unfold_long_block(const Word32* block, Word32* aliased) {
-  unfold_block<FRAME_SAMPLES / 2>(block, aliased);
+  unfold_block<FRAME_SAMPLES / 2, SHIFT>(block, aliased);
 }
 
+// dct4_960 has twice the gain of dct4_240.
 void transform_long(const Word32* spectrum, Word32* aliased) {
   Word32 block[FRAME_SAMPLES];
   dct4_960(spectrum, block);
-  for (int n = 0; n < FRAME_SAMPLES; ++n) block[n] = L_shr(block[n], 1);
-  unfold_long_block(block, aliased);
+  unfold_long_block<1>(block, aliased);
 }
 
 // frame[0..] += aliased[first..end - 1] under its window.
@@ -68,7 +69,7 @@ void transform_four_short(const Word32* spectrum, Word32* aliased) {
     }
   }
   std::reverse(frame, frame + FRAME_SAMPLES);
-  unfold_long_block(frame, aliased);
+  unfold_long_block<0>(frame, aliased);
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ inline bool sums_fit(const Word32* x, int points) {
   Word32 largest = 0;
   Word32 total = 0;
   for (int n = 0; n < FRAME_SAMPLES; ++n) {
-    const Word32 magnitude = quiet::L_abs(x[n]);
+    const Word32 magnitude = x[n] ^ (x[n] >> 31);  // one less for negative values
     largest = std::max(largest, magnitude);
     total += (magnitude >> UNIT) + 1;
   }

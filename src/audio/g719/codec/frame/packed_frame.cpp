@@ -1,0 +1,24 @@
+#include "packed_frame.h"
+
+#include "frame_decoder.h"
+#include "frame_encoder.h"
+#include "soft_bits.h"
+
+namespace g719 {
+
+void encode_packed_frame(g719_encoder* encoder, const Word16* samples, std::uint8_t* bytes) {
+  encode_frame(samples, encoder->bitstream, &encoder->state);
+  for (int i = 0; i < encoder->frame_bytes; ++i) {
+    bytes[i] = static_cast<std::uint8_t>(pack_soft_block(encoder->bitstream + SOFT_BLOCK * i));
+  }
+}
+
+void decode_packed_frame(g719_decoder* decoder, const std::uint8_t* bytes, Word16* samples,
+                         Word16 erasure_flag) {
+  for (int i = 0; i < decoder->frame_bytes; ++i) {
+    write_soft_block(bytes[i], SOFT_BLOCK, decoder->bitstream + SOFT_BLOCK * i);
+  }
+  decode_frame(decoder->bitstream, erasure_flag, samples, &decoder->state);
+}
+
+}  // namespace g719
