@@ -99,6 +99,7 @@ struct Search {
 };
 
 void open_rank(Search* search, int rank) {
+  // At least 36 ranks are set. NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult)
   if (search->bits[rank] >= search->max_bits) return;
   insert(&search->open, bit(rank), search->first_weight[rank] - 2 * search->bits[rank]);
 }
