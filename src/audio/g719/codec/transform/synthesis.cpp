@@ -11,11 +11,13 @@ using namespace quiet;
 
 namespace {
 
-// Sums are samples x 512. Shifting up by 7 with saturation and rounding the upper half comes to the
-// same as one clamp.
-Word16 to_sample(Word32 sum) {
-  constexpr Word32 FULL_SCALE = 1 << 24;
-  return saturate(((sum > FULL_SCALE ? FULL_SCALE : sum) + 256) >> 9);
+// The sample of a + b, in units of 1/512. Adding, shifting up by 7 and rounding the upper half,
+// each with saturation, comes to the same as one clamp of the rounded sum. Half the sum always
+// fits.
+Word16 to_sample(Word32 a, Word32 b) {
+  constexpr Word32 HALF_FULL_SCALE = 1 << 23;
+  const Word32 half = (a >> 1) + (b >> 1) + (a & b & 1);
+  return saturate(((half > HALF_FULL_SCALE ? HALF_FULL_SCALE : half) + 128) >> 8);
 }
 
 }  // namespace
@@ -24,7 +26,7 @@ void synthesize_frame(const Word32* __restrict aliased, Word16* __restrict sampl
                       Word32* __restrict synthesis_memory) {
   const Word16* window = SYNTHESIS_LONG_WINDOW.data();
   for (int n = 0; n < FRAME_SAMPLES; ++n) {
-    samples[n] = to_sample(L_add(scale_q15(aliased[n], window[n]), synthesis_memory[n]));
+    samples[n] = to_sample(scale_q15(aliased[n], window[n]), synthesis_memory[n]);
   }
   for (int n = 0; n < FRAME_SAMPLES; ++n) {
     synthesis_memory[n] = scale_q15(aliased[FRAME_SAMPLES + n], window[FRAME_SAMPLES + n]);
