@@ -134,6 +134,7 @@ enum Shape {
   SMALL,
   UNIFORM,
   STEPS,  // few different values, many ties
+  RAMPS,  // flat slopes, on which a filter can rest in more than one state
   MIXED,
   LEVEL,
   NUM_SHAPES
@@ -145,6 +146,8 @@ std::vector<T> values(Shape shape, int count, Random& random,
                       std::int64_t high = std::numeric_limits<T>::max()) {
   constexpr int bits = std::numeric_limits<T>::digits;
   const int level = pick(random, 0, bits);
+  std::int64_t path = pick<std::int64_t>(random, low, high);
+  int slope = 0;
   const auto value = [&](int i) -> std::int64_t {
     const std::int64_t uniform = pick<std::int64_t>(random, low, high);
     switch (shape) {
@@ -162,6 +165,10 @@ std::vector<T> values(Shape shape, int count, Random& random,
         return pick(random, -4, 4);
       case STEPS:
         return low + (high - low) / 16 * pick(random, 0, 16);
+      case RAMPS:
+        if (random() % 64 == 0) slope = pick(random, -4, 4);
+        if (random() % 256 == 0) path = uniform;
+        return path = std::clamp(path + slope, low, high);
       case MIXED:
         return uniform >> pick(random, 0, bits);
       case LEVEL:
@@ -252,7 +259,7 @@ TEST_F(Kernels, TransientDetector) {
       auto near = state;
       set_energy(near.data(), std::max<std::int64_t>(energy, 0));
       if (random() % 4 == 0) {  // the filter's limits, where squares saturate
-        near.data()->filter_output_memory = random() % 2 == 0 ? MIN_16 : MAX_16;
+        near.data()->filter_output_memory = values<Word16>(shape, 1, random)[0];
         near.data()->filter_input_memory = random() % 2 == 0 ? MIN_16 : MAX_16;
       }
       EXPECT_SAME(detect_transient, samples, near);

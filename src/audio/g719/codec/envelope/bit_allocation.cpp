@@ -125,23 +125,20 @@ int allocate_greedily(Search* search, int budget) {
     int weight = 0;
     std::uint64_t heaviest = take_heaviest(&search->open, &weight);
     std::uint64_t served = 0;
+    int rank = 0;
     while (heaviest != 0) {
-      const int rank = take_first(&heaviest);
+      rank = take_first(&heaviest);
       if (budget < search->width[rank]) return budget;
       budget -= search->width[rank];
       if (++search->bits[rank] < search->max_bits) served |= bit(rank);
-      if (rank != search->last) continue;
-
-      insert(&search->open, served, weight - 2);
-      insert(&search->open, heaviest, weight);
-      served = heaviest = 0;
-      if (search->last == search->count - 1) {
-        start_over(search);
-      } else {
-        open_rank(search, ++search->last);
-      }
     }
     insert(&search->open, served, weight - 2);
+    if (rank != search->last) continue;
+    if (search->last == search->count - 1) {
+      start_over(search);
+    } else {
+      open_rank(search, ++search->last);
+    }
   }
   return budget;
 }
