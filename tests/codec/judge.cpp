@@ -215,9 +215,6 @@ JUDGE(synthesize_frame, (const Word32* aliased, Word16* samples, Word32* memory)
 namespace {
 
 class Court : public testing::Environment {
-  void SetUp() override {
-    if (processor_level() < ProcessorLevel::KERNEL_LEVEL) GTEST_SKIP() << "not on this processor";
-  }
   void TearDown() override {
     if (processor_level() < ProcessorLevel::KERNEL_LEVEL) return;
     for (const Kernel* kernel : Kernel::all()) {

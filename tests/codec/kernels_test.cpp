@@ -16,7 +16,6 @@
 #include "envelope/band_norms.h"
 #include "envelope/bit_allocation.h"
 #include "envelope/normalisation.h"
-#include "frame/processor_level.h"
 #include "lattice/codebook.h"
 #include "lattice/lattice_decoder.h"
 #include "lattice/lattice_encoder.h"
@@ -218,13 +217,6 @@ std::vector<Word32> block(Shape shape, bool scaled, Word16 headroom, Random& ran
   return v;
 }
 
-// This file is built once for each copy of the codec; the processor may lack what one needs.
-class Kernels : public testing::Test {
-  void SetUp() override {
-    if (processor_level() < ProcessorLevel::KERNEL_LEVEL) GTEST_SKIP() << "not on this processor";
-  }
-};
-
 void set_energy(g719_encoder_state* state, std::int64_t energy) {
   state->energy_memory_high = static_cast<Word32>(energy >> 31);
   state->energy_memory_low = static_cast<Word32>(energy & MAX_32);
@@ -248,7 +240,7 @@ std::int64_t detection_threshold(const Array<Word16>& samples, const g719_encode
   return low;
 }
 
-TEST_F(Kernels, TransientDetector) {
+TEST(Kernels, TransientDetector) {
   Array<g719_encoder_state> state({g719_encoder_state{}});
   for_rounds(2000, [&](Shape shape, Random& random) {
     const auto samples = array<Word16>(shape, FRAME_SAMPLES, random);
@@ -267,7 +259,7 @@ TEST_F(Kernels, TransientDetector) {
   });
 }
 
-TEST_F(Kernels, WindowAndFold) {
+TEST(Kernels, WindowAndFold) {
   auto memory = output<Word32>(480);
   for_rounds(2000, [&](Shape shape, Random& random) {
     EXPECT_SAME(window_and_fold, array<Word16>(shape, FRAME_SAMPLES, random),
@@ -275,7 +267,7 @@ TEST_F(Kernels, WindowAndFold) {
   });
 }
 
-TEST_F(Kernels, ForwardTransform) {
+TEST(Kernels, ForwardTransform) {
   for_rounds(900, [&](Shape shape, Random& random) {
     for (Word16 transient_flag : {Word16{0}, Word16{1}}) {
       EXPECT_SAME(forward_transform, Array(block(shape, random() % 4 != 0, 0, random)),
@@ -284,7 +276,7 @@ TEST_F(Kernels, ForwardTransform) {
   });
 }
 
-TEST_F(Kernels, InverseTransform) {
+TEST(Kernels, InverseTransform) {
   for_rounds(900, [&](Shape shape, Random& random) {
     for (Word16 transient_flag : {Word16{0}, Word16{1}}) {
       EXPECT_SAME(inverse_transform, Array(block(shape, random() % 2 == 0, 7, random)),
@@ -293,7 +285,7 @@ TEST_F(Kernels, InverseTransform) {
   });
 }
 
-TEST_F(Kernels, SynthesizeFrame) {
+TEST(Kernels, SynthesizeFrame) {
   auto memory = output<Word32>(FRAME_SAMPLES);
   for_rounds(2000, [&](Shape shape, Random& random) {
     const int bits = random() % 2 == 0 ? 31 : 24;  // 24: the edge of what 16-bit samples hold
@@ -343,7 +335,7 @@ void expect_same_dcts(const Array<Word32>& x) {
   EXPECT_SAME(dct4_960, x, output<Word32>(FRAME_SAMPLES));
 }
 
-TEST_F(Kernels, FftAndDct) {
+TEST(Kernels, FftAndDct) {
   for_rounds(2000, [](Shape shape, Random& random) {
     expect_same_fft<SaturatingSums>(MIN_32, MAX_32, shape, random);
     expect_same_fft<PlainSums>(-(1 << 23), 1 << 23, shape, random);
@@ -359,7 +351,7 @@ TEST_F(Kernels, FftAndDct) {
   });
 }
 
-TEST_F(Kernels, BandNorms) {
+TEST(Kernels, BandNorms) {
   for_rounds(20000, [](Shape shape, Random& random) {
     const auto group = pick<Word16>(random, 0, 3);
     const Word16 width = BAND_GROUPS[group].width;
@@ -387,7 +379,7 @@ TEST_F(Kernels, BandNorms) {
   });
 }
 
-TEST_F(Kernels, NormaliseBandGroup) {
+TEST(Kernels, NormaliseBandGroup) {
   for_rounds(4000, [](Shape shape, Random& random) {
     const auto norms = array<Word16>(random() % 2 == 0 ? UNIFORM : shape, NUM_BANDS, random, 0, 39);
     for (const auto& [first_band, end_band, width, start] : BAND_GROUPS) {
@@ -398,7 +390,7 @@ TEST_F(Kernels, NormaliseBandGroup) {
   });
 }
 
-TEST_F(Kernels, BitAllocation) {
+TEST(Kernels, BitAllocation) {
   for_rounds(20000, [](Shape shape, Random& random) {
     const auto levels = array<Word16>(shape, NUM_BANDS, random, -5, 34);
     auto weights = output<Word16>(NUM_BANDS);
@@ -433,7 +425,7 @@ std::vector<Word16> between_codevectors(int count, int unit, int bias, Random& r
   return u;
 }
 
-TEST_F(Kernels, Lattice) {
+TEST(Kernels, Lattice) {
   for_rounds(60000, [](Shape shape, Random& random) {
     const auto R = pick<Word16>(random, 2, MAX_BAND_BITS);
     const auto modulus = static_cast<Word16>(1 << R);
@@ -457,7 +449,7 @@ Array<Word16> band_bits(Random& random) {
   return array<Word16>(random() % 2 == 0 ? UNIFORM : SPARSE, NUM_BANDS, random, 0, high);
 }
 
-TEST_F(Kernels, QuantiseBandGroup) {
+TEST(Kernels, QuantiseBandGroup) {
   for_rounds(6000, [](Shape shape, Random& random) {
     const auto bits = band_bits(random);
     const int limit = (1 << pick(random, 8, 15)) - 1;
@@ -473,7 +465,7 @@ TEST_F(Kernels, QuantiseBandGroup) {
   });
 }
 
-TEST_F(Kernels, DequantiseBandGroup) {
+TEST(Kernels, DequantiseBandGroup) {
   for_rounds(2000, [](Shape shape, Random& random) {
     auto bits = band_bits(random);
     for (const auto& [first_band, end_band, width, start] : BAND_GROUPS) {
@@ -489,7 +481,7 @@ TEST_F(Kernels, DequantiseBandGroup) {
   });
 }
 
-TEST_F(Kernels, NoiseFilling) {
+TEST(Kernels, NoiseFilling) {
   for_rounds(6000, [](Shape shape, Random& random) {
     const auto coefs = array<Word16>(shape, NUM_CODED_COEFS, random);
     const auto bits = band_bits(random);
