@@ -41,14 +41,21 @@ void quantize_band_group(const Word16* norm_coefs, const Word16* band_bits, Word
 void code_leftover_bands(const Word16* norm_coefs, Word16* band_bits, const Word16* band_order,
                          Word16* coef_index, Word16*& position, Word16 coded_bands,
                          Word16 leftover_bits) {
-  VectorList one_bit;
   for_each_leftover_band(band_bits, band_order, coded_bands, leftover_bits, [&](Word16 band) {
-    append_band(&one_bit, band_start[band], band_width[band]);
+    const Word16 start = band_start[band];
+    code_one_bit_vectors(norm_coefs + start, coef_index + start, position,
+                         band_width[band] / VECTOR_SIZE);
+    position += band_width[band];
   });
-  quantize_one_bit_vectors(norm_coefs, one_bit.offsets, one_bit.count, coef_index);
-  for (int j = 0; j < one_bit.count; ++j) {
-    write_soft_block(coef_index[one_bit.offsets[j]], VECTOR_SIZE, position);
-    position += VECTOR_SIZE;
+}
+
+void code_one_bit_vectors(const Word16* norm_coefs, Word16* coef_index, Word16* position,
+                          int vectors) {
+  VectorList list;
+  append_band(&list, 0, vectors * VECTOR_SIZE);
+  quantize_one_bit_vectors(norm_coefs, list.offsets, list.count, coef_index);
+  for (int i = 0; i < vectors * VECTOR_SIZE; i += VECTOR_SIZE) {
+    write_soft_block(coef_index[i], VECTOR_SIZE, position + i);
   }
 }
 

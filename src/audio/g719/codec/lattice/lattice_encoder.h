@@ -21,4 +21,8 @@ void code_leftover_bands(const Word16* norm_coefs, Word16* band_bits, const Word
                          Word16* coef_index, Word16*& position, Word16 coded_bands,
                          Word16 leftover_bits);
 
+// Quantises and writes consecutive one-bit vectors, 8 bits each.
+void code_one_bit_vectors(const Word16* norm_coefs, Word16* coef_index, Word16* position,
+                          int vectors);
+
 }  // namespace g719
