@@ -61,7 +61,7 @@ double window_throughput(std::vector<Worker>* workers, int count, const Material
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int windows = argc > 1 ? std::atoi(argv[1]) : 20;
+  const int windows = argc > 1 ? std::atoi(argv[1]) : 60;
   const Material material = load_material("music");
   std::vector<Worker> workers;
   for (int i = 0; i < 2; ++i) {
