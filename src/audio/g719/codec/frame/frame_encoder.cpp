@@ -24,7 +24,7 @@ void init_encoder_state(g719_encoder_state* state, Word16 frame_bits) {
 }
 
 void encode_frame(const Word16* samples, Word16* bitstream, g719_encoder_state* state) {
-  Word16 frame[MAX_FRAME_BITS + SOFT_BLOCK];
+  Word16 frame[MAX_FRAME_BITS + SOFT_BLOCK];  // short fields are written in whole blocks
   Word16* position = frame;
   const Word16 transient_flag = detect_transient(samples, state);
   write_soft_bits(transient_flag, 1, position);
