@@ -1,8 +1,5 @@
 #include "spectrum_decoder.h"
 
-#include <algorithm>
-#include <numeric>
-
 #include "../frame/soft_bits.h"
 #include "../lattice/coef_coding.h"
 #include "../lattice/lattice_decoder.h"
@@ -61,15 +58,10 @@ void decode_spectrum(const BitWindow*& position, Word16* norm_coefs, Word16* ban
   Word16 levels[NUM_BANDS];
   restore_norms(deltas, first_norm, transient_flag, norm_index, levels);
 
-  Word16 band_weight[NUM_BANDS];
-  Word16 band_order[NUM_BANDS];
-  std::iota(band_order, band_order + coded_bands, Word16{0});
-  compute_band_weights(levels, band_weight, transient_flag);
-  sort_bands_by_weight(band_weight, coded_bands, band_order);
   const Word16 alloc_budget =
       sub(sub(sub(spectral_budget, NUM_SPECTRAL_FLAGS), FIRST_NORM_BITS), norm_bits);
-  std::fill_n(band_bits, NUM_BANDS, Word16{0});
-  allocate_bits(band_weight, band_order, alloc_budget, coded_bands, MAX_BAND_BITS, band_bits);
+  Word16 band_order[NUM_BANDS];
+  allocate_from_levels(levels, transient_flag, alloc_budget, coded_bands, band_order, band_bits);
 
   Word16 coef_index[NUM_CODED_COEFS];
   Word16 used = 0;

@@ -1,7 +1,6 @@
 #include "spectrum_encoder.h"
 
 #include <algorithm>
-#include <numeric>
 #include <span>
 
 #include "../frame/soft_bits.h"
@@ -111,15 +110,11 @@ void encode_spectrum(Word16*& position, Word32* spectrum, Word16* norm_coefs, Wo
                          g.width, norm_coefs + g.first_coef);
   }
 
-  Word16 band_weight[NUM_BANDS];
-  Word16 band_order[NUM_BANDS];
-  std::iota(band_order, band_order + coded_bands, Word16{0});
-  compute_band_weights(norms.level, band_weight, transient_flag);
-  sort_bands_by_weight(band_weight, coded_bands, band_order);
   const Word16 alloc_budget =
       sub(sub(sub(spectral_budget, NUM_SPECTRAL_FLAGS), FIRST_NORM_BITS), norms.bits);
-  std::fill_n(band_bits, NUM_BANDS, Word16{0});
-  allocate_bits(band_weight, band_order, alloc_budget, coded_bands, MAX_BAND_BITS, band_bits);
+  Word16 band_order[NUM_BANDS];
+  allocate_from_levels(norms.level, transient_flag, alloc_budget, coded_bands, band_order,
+                       band_bits);
 
   Word16 coef_index[NUM_CODED_COEFS];
   const Word16 huffman_bits = quantize(groups, norm_coefs, band_bits, coef_index);
