@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-#include "word.h"
+#include "base/word.h"
 
 struct g719_encoder_state {
   g719::Word32 analysis_memory[480];  // folded half block that the next frame completes

@@ -1,14 +1,12 @@
-#include "band_norms.h"
+#include "envelope/band_norms.h"
 
 #include <algorithm>
 #include <array>
 
-#include "../operators/quiet_operators.h"
-#include "band_layout.h"
+#include "base/band_layout.h"
+#include "base/operators.h"
 
 namespace g719 {
-
-using namespace quiet;
 
 namespace {
 
@@ -16,7 +14,7 @@ namespace {
 constexpr std::array<Word16, NUM_BAND_GROUPS> HEADROOM_SHIFT = {1, 2, 2, 2};
 constexpr std::array<Word16, NUM_BAND_GROUPS> RECIPROCAL_WIDTH = {4096, 2048, 1365, 1024};
 
-constexpr Word32 SQRT_HALF = 0x5A82799A;  // Q31, the border between two half steps
+constexpr Word32 HALF_STEP_BORDER = 0x5A82799A;  // Q31, sqrt(1/2)
 
 // Sum of the squares of the upper halves of the coefficients after `scale`, which the headroom
 // keeps from saturating. The upper halves are 2^14 at most (2^13 in wide bands), so that the sum is
@@ -41,26 +39,22 @@ int norm_of(const Word32* coefs, int group) {
   const Word32 energy = scaled_energy<WIDTH>(coefs, scale);
   const Word32 mean = scale_q15(energy, RECIPROCAL_WIDTH[group]);
   const int mean_shift = norm_l(mean);
-  const int half_step = wrapped(bits_of(mean) << mean_shift) < SQRT_HALF ? 1 : 0;
+  const int half_step = wrapped(bits_of(mean) << mean_shift) < HALF_STEP_BORDER ? 1 : 0;
   return 19 + mean_shift + 2 * (scale - 16) + half_step;
 }
 
 }  // namespace
 
-void compute_band_norm(const Word32* coefs, Word16* norm, Word16 limit, Word16 width,
-                       Word16 group) {
-  with_fixed_width(width, [=](auto fixed_width) {
-    *norm = static_cast<Word16>(std::clamp(norm_of<fixed_width>(coefs, group), 0, limit - 1));
-  });
-}
-
 void compute_band_norms(const Word32* spectrum, Word16* norm_index) {
-  for (Word16 group = 0; group < NUM_BAND_GROUPS; ++group) {
+  for (int group = 0; group < NUM_BAND_GROUPS; ++group) {
     const BandGroup& g = BAND_GROUPS[group];
-    for (int b = g.first_band; b < g.end_band; ++b) {
-      const Word16 limit = b == 0 ? FIRST_NORM_LEVELS : NUM_NORM_LEVELS;
-      compute_band_norm(spectrum + band_start[b], norm_index + b, limit, g.width, group);
-    }
+    with_fixed_width(g.width, [=](auto width) {
+      for (int b = g.first_band; b < g.end_band; ++b) {
+        const int levels = b == 0 ? FIRST_NORM_LEVELS : NUM_NORM_LEVELS;
+        const int norm = norm_of<width>(spectrum + band_start[b], group);
+        norm_index[b] = static_cast<Word16>(std::clamp(norm, 0, levels - 1));
+      }
+    });
   }
 }
 

@@ -1,4 +1,4 @@
-#include "bit_allocation.h"
+#include "envelope/bit_allocation.h"
 
 #include <algorithm>
 #include <bit>
@@ -6,16 +6,16 @@
 #include <numeric>
 #include <utility>
 
-#include "../operators/quiet_operators.h"
-#include "bit_allocation_tables.h"
+#include "base/operators.h"
+#include "envelope/bit_allocation_tables.h"
 
 namespace g719 {
 
-using namespace quiet;
-
 namespace {
 
-// Levels and all that is made of them stay within a few dozen: plain integers serve.
+// A band's level counts half powers of two upwards, where its norm counts them downwards. Levels and
+// all that is made of them stay within a few dozen: plain integers serve.
+constexpr int LEVEL_OF_NORM_0 = 34;
 
 constexpr int RUN = 4;  // neighbouring bands of a transient frame: one of each short block
 
@@ -93,14 +93,13 @@ struct Search {
   int width[NUM_BANDS];
   int bits[NUM_BANDS];
   int count;
-  int max_bits;
   RanksByWeight open;  // ranks up to `last` that can take more
   int last;
 };
 
 void open_rank(Search* search, int rank) {
   // At least 36 ranks are set. NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult)
-  if (search->bits[rank] >= search->max_bits) return;
+  if (search->bits[rank] >= MAX_BAND_BITS) return;
   insert(&search->open, bit(rank), search->first_weight[rank] - 2 * search->bits[rank]);
 }
 
@@ -108,7 +107,7 @@ void open_rank(Search* search, int rank) {
 void start_over(Search* search) {
   search->open = {};
   search->last = 1;
-  while (search->last < search->count - 1 && search->bits[search->last - 1] >= search->max_bits) {
+  while (search->last < search->count - 1 && search->bits[search->last - 1] >= MAX_BAND_BITS) {
     ++search->last;
   }
   open_rank(search, search->last - 1);
@@ -130,7 +129,7 @@ int allocate_greedily(Search* search, int budget) {
       rank = take_first(&heaviest);
       if (budget < search->width[rank]) return budget;
       budget -= search->width[rank];
-      if (++search->bits[rank] < search->max_bits) served |= bit(rank);
+      if (++search->bits[rank] < MAX_BAND_BITS) served |= bit(rank);
     }
     insert(&search->open, served, weight - 2);
     if (rank != search->last) continue;
@@ -145,7 +144,7 @@ int allocate_greedily(Search* search, int budget) {
 
 // Raises the bands of one group that have `from` bits by one, by descending weight, while the
 // budget lasts. Returns what is left of it.
-int top_up(const BandGroup& group, Word16 from, const Word16* order, int count, int budget,
+int top_up(const BandGroup& group, int from, const Word16* order, int count, int budget,
            Word16* bits) {
   for (int rank = 0; rank < count && budget >= group.width; ++rank) {
     const Word16 band = order[rank];
@@ -158,10 +157,11 @@ int top_up(const BandGroup& group, Word16 from, const Word16* order, int count, 
 
 }  // namespace
 
-void compute_band_weights(const Word16* levels, Word16* weights, Word16 transient) {
+void compute_band_weights(const Word16* norm_index, bool transient, Word16* weights) {
+  int levels[NUM_BANDS];
   int smooth[NUM_BANDS];
-  std::copy_n(levels, NUM_BANDS, smooth);
-  if (transient != 0) average_runs(smooth);
+  for (int b = 0; b < NUM_BANDS; ++b) smooth[b] = levels[b] = LEVEL_OF_NORM_0 - norm_index[b];
+  if (transient) average_runs(smooth);
 
   int region[NUM_REGIONS];
   region_means(smooth, region);
@@ -174,11 +174,11 @@ void compute_band_weights(const Word16* levels, Word16* weights, Word16 transien
 
   int raised[NUM_BANDS];
   for (int b = 0; b < NUM_BANDS; ++b) raised[b] = region[ENVELOPE_REGION[b]];
-  if (transient != 0) average_runs(raised);
+  if (transient) average_runs(raised);
   for (int b = 0; b < NUM_BANDS; ++b) weights[b] = static_cast<Word16>(raised[b] + levels[b]);
 }
 
-void sort_bands_by_weight(Word16* weights, Word16 count, Word16* order) {
+void sort_bands_by_weight(Word16* weights, int count, Word16* order) {
   RanksByWeight unsorted;
   for (int i = 0; i < count; ++i) insert(&unsorted, bit(i), weights[i]);
   int i = 0;
@@ -195,31 +195,41 @@ void sort_bands_by_weight(Word16* weights, Word16 count, Word16* order) {
   }
 }
 
-void allocate_bits(const Word16* weights, const Word16* order, Word16 budget, Word16 count,
-                   Word16 max_bits, Word16* bits) {
+void allocate_bits(const Word16* weights, const Word16* order, int budget, int count,
+                   Word16* bits) {
   Search search;
   search.count = count;
-  search.max_bits = max_bits;
   for (int rank = 0; rank < count; ++rank) {
     search.first_weight[rank] = weights[rank];
     search.width[rank] = band_width[order[rank]];
     search.bits[rank] = 0;
   }
   int left = allocate_greedily(&search, budget);
-  for (int rank = 0; rank < count; ++rank)
+  std::fill_n(bits, NUM_BANDS, Word16{0});
+  for (int rank = 0; rank < count; ++rank) {
     bits[order[rank]] = static_cast<Word16>(search.bits[rank]);
-
+  }
   left = top_up(BAND_GROUPS[1], 0, order, count, left, bits);
   left = top_up(BAND_GROUPS[1], 1, order, count, left, bits);
   left = top_up(BAND_GROUPS[0], 0, order, count, left, bits);
   top_up(BAND_GROUPS[0], 1, order, count, left, bits);
 }
 
-Word16 count_allocated_bits(const Word16* bits, Word16 count, Word16* total) {
+int count_allocated_bits(const Word16* bits) {
   int sum = 0;
-  for (int b = 0; b < count; ++b) sum += bits[b] * band_width[b];
-  *total = static_cast<Word16>(sum);
-  return *total;
+  for (int b = 0; b < NUM_BANDS; ++b) sum += bits[b] * band_width[b];
+  return sum;
+}
+
+void allocate_leftover_bits(const Word16* order, int count, int leftover_bits, Word16* bits,
+                            Word16* leftover) {
+  std::fill_n(leftover, NUM_BANDS, Word16{0});
+  for (int rank = 1; rank < count; ++rank) {
+    const Word16 band = order[rank];
+    if (bits[band] != 0 || leftover_bits < band_width[band]) continue;
+    bits[band] = leftover[band] = 1;
+    leftover_bits -= band_width[band];
+  }
 }
 
 }  // namespace g719

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "band_layout.h"
+#include "base/band_layout.h"
 
 namespace g719 {
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 
-#include "../frame/soft_bits.h"
-#include "band_layout.h"
+#include "base/band_layout.h"
 
 namespace g719 {
 
@@ -22,26 +22,26 @@ inline constexpr std::array<Word16, 32> norm_delta_code = {
 inline constexpr std::array<Word16, 32> norm_delta_code_len = {
     7, 7, 7, 7, 7, 7, 7, 7, 6, 6, 6, 6, 4, 4, 3, 3, 3, 3, 4, 4, 6, 6, 6, 6, 7, 7, 7, 7, 7, 7, 7, 7};
 
-// Lowers norms (raises the bands) where a difference would leave -15 to 16, then gives the coded
-// differences of entries 1 to count - 1 and the levels of these entries. levels[0] is not set.
-void encode_norm_deltas(Word16* levels, Word16 count, Word16* norms, Word16* deltas);
+// The difference whose word any 8 bits begin with.
+inline constexpr auto NORM_DELTA_OF_WINDOW = [] {
+  std::array<std::uint8_t, 256> table{};
+  for (int delta = 0; delta < 32; ++delta) {
+    const int spare = 8 - norm_delta_code_len[delta];
+    const int first = norm_delta_code[delta] << spare;
+    for (int i = first; i < first + (1 << spare); ++i) table[i] = static_cast<std::uint8_t>(delta);
+  }
+  return table;
+}();
 
-// Band order to coded order of a transient frame, for norms and levels.
-void order_transient_norms(const Word16* norms, const Word16* levels, Word16* ordered_norms,
-                           Word16* ordered_levels);
+// Codes the norms of all bands. Where a difference would leave -15 to 16, norms are lowered (bands
+// raised) in place. Gives the first norm and the 43 coded differences.
+void encode_norm_deltas(Word16* norms, bool transient, Word16* first_norm, Word16* deltas);
 
-// And back; the levels are made anew from the norms.
-void restore_transient_norms(const Word16* ordered_norms, Word16* norms, Word16* levels);
+// The norms of all bands from first_norm (0 to 31) and coded differences. Each is clamped to 0 to 39
+// before the next one builds on it, since a damaged frame can carry any difference.
+void decode_norm_deltas(Word16 first_norm, const Word16* deltas, bool transient, Word16* norms);
 
 // Bits of the 43 coded differences in Huffman code.
-Word16 norm_huffman_bits(const Word16* deltas);
-
-// Reads count - 1 Huffman code words and returns their bits. Any bits decode. Less than a block of
-// soft bits behind is looked at.
-Word16 decode_norm_huffman(const BitWindow* stream, Word16 count, Word16* deltas);
-
-// Norms of a chain that begins with first_norm (0 to 31). Each is clamped to 0 to 39 before the
-// next one builds on it, since a damaged frame can carry any difference.
-void decode_norm_deltas(const Word16* deltas, Word16 first_norm, Word16* norms);
+int norm_huffman_bits(const Word16* deltas);
 
 }  // namespace g719

@@ -1,15 +1,11 @@
-#include "normalisation.h"
+#include "envelope/normalisation.h"
 
-#include "../operators/quiet_operators.h"
-#include "band_layout.h"
+#include "base/band_layout.h"
+#include "base/operators.h"
 
 namespace g719 {
 
-using namespace quiet;
-
 namespace {
-
-constexpr Word16 SQRT_HALF = 23170;  // Q15
 
 // Quiet bands shift up, with saturation.
 template <int WIDTH>
@@ -28,14 +24,16 @@ void normalize_band(Word32* __restrict coefs, int norm, Word16* __restrict norma
 
 }  // namespace
 
-void normalize_band_group(Word32* coefs, const Word16* norms, Word16 first_band, Word16 end_band,
-                          Word16 width, Word16* normalized) {
-  with_fixed_width(width, [=](auto fixed_width) {
-    for (int b = first_band; b < end_band; ++b) {
-      const int start = (b - first_band) * fixed_width;
-      normalize_band<fixed_width>(coefs + start, norms[b], normalized + start);
-    }
-  });
+void normalize_bands(Word32* spectrum, const Word16* norm_index, int coded_bands,
+                     Word16* norm_coefs) {
+  for (const BandGroup& g : BAND_GROUPS) {
+    if (g.first_band >= coded_bands) break;
+    with_fixed_width(g.width, [=](auto width) {
+      for (int b = g.first_band; b < g.end_band; ++b) {
+        normalize_band<width>(spectrum + band_start[b], norm_index[b], norm_coefs + band_start[b]);
+      }
+    });
+  }
 }
 
 }  // namespace g719

@@ -1,9 +1,9 @@
-#include "transient_interleaving.h"
+#include "envelope/transient_interleaving.h"
 
 #include <algorithm>
 #include <array>
 
-#include "band_layout.h"
+#include "base/band_layout.h"
 
 namespace g719 {
 

@@ -3,29 +3,29 @@
 
 #include <algorithm>
 
-#include "../operators/quiet_operators.h"
+#include "base/operators.h"
 
 namespace g719 {
 
 // The left shift that brings the largest magnitude to full scale; 0 when all are 0.
-inline Word16 headroom(const Word32* values, int count) {
-  return quiet::norm_l(largest_magnitude(values, count));
+inline int headroom(const Word32* values, int count) {
+  return norm_l(largest_magnitude(values, count));
 }
 
 // Up by at most the headroom of the values; a negative shift goes down.
-inline void shift_left(Word32* values, int count, Word16 shift) {
+inline void shift_left(Word32* values, int count, int shift) {
   const int up = std::max<int>(shift, 0);
   const int down = std::max<int>(-shift, 0);
   for (int i = 0; i < count; ++i) {
-    values[i] = quiet::wrapped(quiet::bits_of(values[i]) << up) >> down;
+    values[i] = wrapped(bits_of(values[i]) << up) >> down;
   }
 }
 
 // Down, or with a negative shift up, which saturates.
-inline void shift_right(Word32* values, int count, Word16 shift) {
+inline void shift_right(Word32* values, int count, int shift) {
   if (shift < 0) {
     const auto up = static_cast<Word16>(-shift);
-    for (int i = 0; i < count; ++i) values[i] = quiet::L_shl(values[i], up);
+    for (int i = 0; i < count; ++i) values[i] = L_shl(values[i], up);
   } else {
     for (int i = 0; i < count; ++i) values[i] >>= shift;
   }

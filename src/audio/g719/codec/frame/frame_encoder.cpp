@@ -1,56 +1,54 @@
-#include "frame_encoder.h"
+#include "frame/frame_encoder.h"
 
 #include <algorithm>
 
-#include "../envelope/band_layout.h"
-#include "../envelope/spectrum_encoder.h"
-#include "../lattice/noise.h"
-#include "../operators/quiet_operators.h"
-#include "../transform/analysis_window.h"
-#include "../transform/forward_transform.h"
-#include "../transform/transient_detector.h"
-#include "block_scaling.h"
-#include "soft_bits.h"
+#include "base/soft_bits.h"
+#include "frame/block_scaling.h"
+#include "frame/frame_fields.h"
+#include "frame/spectrum_encoder.h"
+#include "lattice/noise.h"
+#include "transform/analysis_window.h"
+#include "transform/forward_transform.h"
+#include "transform/transient_detector.h"
 
 namespace g719 {
 
-using namespace quiet;
+namespace {
 
-void init_encoder_state(g719_encoder_state* state, Word16 frame_bits) {
+// The MDCT of the previous and the present frame, or with `transient` four short ones.
+void analyse(const Word16* samples, bool transient, Word32* analysis_memory, Word32* spectrum) {
+  Word32 block[FRAME_SAMPLES];
+  window_and_fold(samples, block, analysis_memory);
+  const int block_shift = headroom(block, FRAME_SAMPLES);
+  shift_left(block, FRAME_SAMPLES, block_shift);
+  forward_transform(block, spectrum, transient);
+  shift_right(spectrum, FRAME_SAMPLES, block_shift);
+}
+
+}  // namespace
+
+void init_encoder_state(g719_encoder_state* state, int frame_bits) {
   *state = {};
-  state->frame_bits = frame_bits;
-  state->spectral_budget_stationary = sub(frame_bits, 3);
-  state->spectral_budget_transient = sub(frame_bits, 1);
+  state->frame_bits = static_cast<Word16>(frame_bits);
+  state->spectral_budget_stationary = static_cast<Word16>(spectral_budget(frame_bits, false));
+  state->spectral_budget_transient = static_cast<Word16>(spectral_budget(frame_bits, true));
 }
 
 void encode_frame(const Word16* samples, Word16* bitstream, g719_encoder_state* state) {
-  Word16 frame[MAX_FRAME_BITS + SOFT_BLOCK];  // short fields are written in whole blocks
-  Word16* position = frame;
-  const Word16 transient_flag = detect_transient(samples, state);
-  write_soft_bits(transient_flag, 1, position);
-  ++position;
+  FrameFields fields;
+  fields.transient = detect_transient(samples, state);
 
-  Word32 block[FRAME_SAMPLES];
   Word32 spectrum[FRAME_SAMPLES];
-  window_and_fold(samples, block, state->analysis_memory);
-  const Word16 block_shift = headroom(block, FRAME_SAMPLES);
-  shift_left(block, FRAME_SAMPLES, block_shift);
-  forward_transform(block, spectrum, transient_flag);
-  shift_right(spectrum, FRAME_SAMPLES, block_shift);
+  analyse(samples, fields.transient, state->analysis_memory, spectrum);
 
   Word16 norm_coefs[NUM_CODED_COEFS];
-  Word16 band_bits[NUM_BANDS];
-  const Word16 budget =
-      transient_flag != 0 ? state->spectral_budget_transient : state->spectral_budget_stationary;
-  encode_spectrum(position, spectrum, norm_coefs, band_bits, budget, state->frame_bits,
-                  transient_flag);
-  if (transient_flag == 0) {
-    const Word16 noise_level_index = estimate_noise_level(norm_coefs, band_bits);
-    write_soft_bits(noise_level_index, NOISE_LEVEL_BITS, position);
-    position += NOISE_LEVEL_BITS;
-  }
-  std::fill(position, frame + state->frame_bits, SOFT_BIT_ZERO);
-  std::copy_n(frame, state->frame_bits, bitstream);
+  encode_spectrum(spectrum, state->frame_bits, &fields, norm_coefs);
+  fields.noise_level_index =
+      fields.transient ? 0 : estimate_noise_level(norm_coefs, fields.band_bits) & 3;
+
+  Word16 soft_bits[MAX_FRAME_BITS + SOFT_BLOCK];
+  write_frame_fields(&fields, state->frame_bits, soft_bits);
+  std::copy_n(soft_bits, state->frame_bits, bitstream);
 }
 
 }  // namespace g719

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "../g719.h"
+#include "g719.h"
 
 namespace g719 {
 
 // Clears the memory and derives the bit budgets. `frame_bits` is 640 to 2560.
-void init_encoder_state(g719_encoder_state* state, Word16 frame_bits);
+void init_encoder_state(g719_encoder_state* state, int frame_bits);
 
 // Encodes 960 samples into the state's frame_bits soft bits.
 void encode_frame(const Word16* samples, Word16* bitstream, g719_encoder_state* state);

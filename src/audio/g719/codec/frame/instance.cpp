@@ -1,10 +1,10 @@
 #include <new>
 
-#include "../g719.h"
-#include "frame_decoder.h"
-#include "frame_encoder.h"
-#include "packed_frame.h"
-#include "processor_level.h"
+#include "g719.h"
+#include "frame/frame_decoder.h"
+#include "frame/frame_encoder.h"
+#include "frame/packed_frame.h"
+#include "frame/processor_level.h"
 
 using g719::Word16;
 
@@ -13,7 +13,7 @@ using g719::Word16;
 namespace g719_avx2 {
 void encode_packed_frame(g719_encoder* encoder, const Word16* samples, std::uint8_t* bytes);
 void decode_packed_frame(g719_decoder* decoder, const std::uint8_t* bytes, Word16* samples,
-                         Word16 erasure_flag);
+                         bool erased);
 }  // namespace g719_avx2
 #else
 namespace g719_avx2 = g719;
@@ -46,7 +46,7 @@ Instance* create(std::int32_t bitrate) {
 g719_encoder* g719_encoder_create(std::int32_t bitrate) {
   auto* encoder = create<g719_encoder>(bitrate);
   if (encoder != nullptr) {
-    g719::init_encoder_state(&encoder->state, static_cast<Word16>(encoder->frame_bits));
+    g719::init_encoder_state(&encoder->state, encoder->frame_bits);
   }
   return encoder;
 }
@@ -54,7 +54,7 @@ g719_encoder* g719_encoder_create(std::int32_t bitrate) {
 g719_decoder* g719_decoder_create(std::int32_t bitrate) {
   auto* decoder = create<g719_decoder>(bitrate);
   if (decoder != nullptr) {
-    g719::init_decoder_state(&decoder->state, static_cast<Word16>(decoder->frame_bits));
+    g719::init_decoder_state(&decoder->state, decoder->frame_bits);
   }
   return decoder;
 }

@@ -1,8 +1,8 @@
-#include "packed_frame.h"
+#include "frame/packed_frame.h"
 
-#include "frame_decoder.h"
-#include "frame_encoder.h"
-#include "soft_bits.h"
+#include "frame/frame_decoder.h"
+#include "frame/frame_encoder.h"
+#include "base/soft_bits.h"
 
 namespace g719 {
 
@@ -14,11 +14,11 @@ void encode_packed_frame(g719_encoder* encoder, const Word16* samples, std::uint
 }
 
 void decode_packed_frame(g719_decoder* decoder, const std::uint8_t* bytes, Word16* samples,
-                         Word16 erasure_flag) {
+                         bool erased) {
   for (int i = 0; i < decoder->frame_bytes; ++i) {
     write_soft_block(bytes[i], SOFT_BLOCK, decoder->bitstream + SOFT_BLOCK * i);
   }
-  decode_frame(decoder->bitstream, erasure_flag, samples, &decoder->state);
+  decode_frame(decoder->bitstream, erased, samples, &decoder->state);
 }
 
 }  // namespace g719

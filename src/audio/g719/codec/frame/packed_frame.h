@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../g719.h"
+#include "g719.h"
 
 namespace g719 {
 
@@ -9,6 +9,6 @@ namespace g719 {
 // g719_decoder_decode.
 void encode_packed_frame(g719_encoder* encoder, const Word16* samples, std::uint8_t* bytes);
 void decode_packed_frame(g719_decoder* decoder, const std::uint8_t* bytes, Word16* samples,
-                         Word16 erasure_flag);
+                         bool erased);
 
 }  // namespace g719

@@ -1,4 +1,4 @@
-#include "processor_level.h"
+#include "frame/processor_level.h"
 
 #ifdef G719_HAS_AVX2
 #include <cpuid.h>

@@ -6,7 +6,7 @@
 #include <array>
 #include <bit>
 
-#include "../envelope/band_layout.h"
+#include "base/band_layout.h"
 
 namespace g719 {
 
@@ -133,20 +133,5 @@ inline constexpr auto LATTICE_SHIFT = lattice_table([](int r) { return 13 - r; }
 inline constexpr auto LATTICE_FRACTION_MASK =
     lattice_table([](int r) { return (1 << (13 - r)) - 1; });
 inline constexpr auto LATTICE_HALF = lattice_table([](int r) { return 1 << (12 - r); });
-inline constexpr auto LATTICE_MODULUS = [] {
-  auto table = lattice_table([](int r) { return 1 << r; });
-  table[1] = 1;
-  return table;
-}();
-
-// The point of D8 nearest to x / 2^LATTICE_SHIFT[bits], halves towards zero. `bits` is 2 to 9.
-void round_to_d8(const Word16* x, Word16 bits, Word16* point);
-
-// The index of a lattice point: 8 values of 0 to modulus - 1; modulus is 2^bits.
-void d8_point_to_index(const Word16* point, Word16 modulus, Word16* index);
-
-// The codevector of an index: the representative of its class near the origin. Any 8 values of
-// 0 to 2^bits - 1 have one.
-void d8_index_to_point(const Word16* index, Word16 bits, Word16* point);
 
 }  // namespace g719

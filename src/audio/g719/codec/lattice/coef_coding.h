@@ -1,32 +1,99 @@
+// The code of the coefficient indices. In Huffman coding bands with 2 to 5 bits a coefficient have
+// one complete prefix code each; index values are residues, so those near 0 and near the modulus are
+// small components. All other bands, and all bands in fixed-length coding, have fields of fixed
+// length: 8 bits for each vector of a one-bit band, `bits` for each coefficient of the others.
 #pragma once
 
-#include "../frame/soft_bits.h"
-#include "../word.h"
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "base/word.h"
 
 namespace g719 {
 
-// The coefficient fields of a frame, group by group. With `coef_huffman_flag` the index values of
-// bands with 2 to 5 bits a coefficient are Huffman words; all others have fixed length.
-// `coef_index` of the writing side points at the group's first coefficient, `band_bits` at band 0.
+inline constexpr int MIN_HUFFMAN_BITS = 2;
+inline constexpr int MAX_HUFFMAN_BITS = 5;
+inline constexpr int NUM_COEF_HUFF_WORDS = 4 + 8 + 16 + 32;
 
-// Bits of the group's fields with the flag set.
-Word16 count_coef_huffman_bits(const Word16* coef_index, const Word16* band_bits, Word16 first_band,
-                               Word16 end_band, Word16 width);
+// Row of index value 0 of the code for each number of bits.
+inline constexpr std::array<Word16, 6> COEF_HUFF_OFFSET = {0, 0, 0, 4, 12, 28};
 
-// Writes the group's fields and returns their bits. Overwrites less than a block of soft bits
-// behind them.
-Word16 write_coef_fields(const Word16* coef_index, const Word16* band_bits, Word16* position,
-                         Word16 coef_huffman_flag, Word16 first_band, Word16 end_band,
-                         Word16 width);
+inline constexpr std::array<std::string_view, NUM_COEF_HUFF_WORDS> COEF_HUFF_WORD = {
+    // 2 bits
+    "0", "110", "111", "10",
+    // 3 bits
+    "00", "01", "1001", "10000", "10001", "1010", "1011", "11",
+    // 4 bits
+    "00", "110", "0110", "0111", "10100", "10101", "10110", "101110",  //
+    "101111", "10000", "10001", "10010", "10011", "0100", "0101", "111",
+    // 5 bits
+    "00", "010", "1000", "10100", "10101", "110000", "110001", "110010",                    //
+    "110011", "1110000", "1110001", "1110010", "1110011", "1110100", "1110101", "1110110",  //
+    "1110111", "1111000", "1111001", "1111010", "1111011", "1111100", "1111101", "111111",  //
+    "110100", "110101", "110110", "110111", "10110", "10111", "1001", "011"};
 
-// Reads the group's fields into coef_index (all 800 entries; the group begins at first_coef) and
-// returns their bits. Any bits decode. Less than a block of soft bits behind the fields is looked
-// at.
-Word16 read_coef_fields(const Word16* band_bits, const BitWindow* position,
-                        Word16 coef_huffman_flag, Word16 first_coef, Word16 first_band,
-                        Word16 end_band, Word16 width, Word16* coef_index);
+// Length of each word and its value, to be sent most significant bit first.
+inline constexpr auto COEF_HUFF_LEN = [] {
+  std::array<Word16, NUM_COEF_HUFF_WORDS> table{};
+  for (int row = 0; row < NUM_COEF_HUFF_WORDS; ++row) {
+    table[row] = static_cast<Word16>(COEF_HUFF_WORD[row].size());
+  }
+  return table;
+}();
+inline constexpr auto COEF_HUFF_CODE = [] {
+  std::array<Word16, NUM_COEF_HUFF_WORDS> table{};
+  for (int row = 0; row < NUM_COEF_HUFF_WORDS; ++row) {
+    for (const char bit : COEF_HUFF_WORD[row]) {
+      table[row] = static_cast<Word16>(2 * table[row] + (bit - '0'));
+    }
+  }
+  return table;
+}();
 
-// Reads `count` Huffman words of the code for `bits` (2 to 5) and returns the bits they took.
-Word16 decode_coef_huffman(const BitWindow* position, Word16 count, Word16 bits, Word16* values);
+constexpr bool has_huffman_code(int bits) {
+  return bits >= MIN_HUFFMAN_BITS && bits <= MAX_HUFFMAN_BITS;
+}
+
+// The one or two code words that any 8 bits begin with: two where both are whole.
+struct DecodedWords {
+  std::uint8_t value[2];
+  std::uint8_t words;
+  std::uint8_t length;        // of all
+  std::uint8_t first_length;  // of the first
+};
+using DecodingTable = std::array<DecodedWords, 256>;
+
+// The value whose word `window` begins with.
+constexpr int value_at(int window, int bits) {
+  for (int value = 0;; ++value) {
+    const int row = COEF_HUFF_OFFSET[bits] + value;
+    if (window >> (8 - COEF_HUFF_LEN[row]) == COEF_HUFF_CODE[row]) return value;
+  }
+}
+
+constexpr DecodingTable decoding_table(int bits) {
+  DecodingTable table{};
+  const Word16* lengths = COEF_HUFF_LEN.data() + COEF_HUFF_OFFSET[bits];
+  for (int window = 0; window < 256; ++window) {
+    DecodedWords& entry = table[window];
+    const int first = value_at(window, bits);
+    const int rest = window << lengths[first] & 255;
+    const int second = value_at(rest, bits);
+    const bool whole = lengths[first] + lengths[second] <= 8;
+    entry.value[0] = static_cast<std::uint8_t>(first);
+    entry.value[1] = static_cast<std::uint8_t>(second);
+    entry.words = whole ? 2 : 1;
+    entry.first_length = static_cast<std::uint8_t>(lengths[first]);
+    entry.length = static_cast<std::uint8_t>(lengths[first] + (whole ? lengths[second] : 0));
+  }
+  return table;
+}
+inline constexpr std::array COEF_WORDS_OF_WINDOW = {decoding_table(2), decoding_table(3),
+                                                    decoding_table(4), decoding_table(5)};
+
+
+// Bits of the fields of all bands in Huffman coding. `coef_index` has 800 entries, `band_bits` 44.
+int count_coef_huffman_bits(const Word16* coef_index, const Word16* band_bits);
 
 }  // namespace g719

@@ -1,17 +1,14 @@
-#include "lattice_decoder.h"
+#include "lattice/lattice_decoder.h"
 
 #include <algorithm>
 #include <array>
 
-#include "../frame/soft_bits.h"
-#include "../operators/quiet_operators.h"
-#include "codebook.h"
-#include "d8.h"
-#include "leftover_bands.h"
+#include "base/band_layout.h"
+#include "base/operators.h"
+#include "lattice/codebook.h"
+#include "lattice/d8.h"
 
 namespace g719 {
-
-using namespace quiet;
 
 namespace {
 
@@ -56,39 +53,18 @@ void dequantize_multi_bit_band(const Word16* coef_index, int width, int bits, Wo
 
 }  // namespace
 
-void dequantize_band_group(const Word16* coef_index, const Word16* band_bits, Word16 first_band,
-                           Word16 end_band, Word16 width, Word16* norm_coefs) {
-  for (int b = first_band; b < end_band; ++b) {
+void dequantize_bands(const Word16* coef_index, const Word16* band_bits, Word16* norm_coefs) {
+  for (int b = 0; b < NUM_BANDS; ++b) {
+    const int start = band_start[b];
+    const int width = band_width[b];
     if (band_bits[b] == 0) {
-      std::fill_n(norm_coefs, width, Word16{0});
+      std::fill_n(norm_coefs + start, width, Word16{0});
     } else if (band_bits[b] == 1) {
-      dequantize_one_bit_band(coef_index, width, norm_coefs);
+      dequantize_one_bit_band(coef_index + start, width, norm_coefs + start);
     } else {
-      dequantize_multi_bit_band(coef_index, width, band_bits[b], norm_coefs);
+      dequantize_multi_bit_band(coef_index + start, width, band_bits[b], norm_coefs + start);
     }
-    coef_index += width;
-    norm_coefs += width;
   }
-}
-
-void decode_leftover_bands(Word16* band_bits, const Word16* band_order, Word16* coef_index,
-                           const BitWindow*& position, Word16* norm_coefs, Word16 coded_bands,
-                           Word16 leftover_bits) {
-  for_each_leftover_band(band_bits, band_order, coded_bands, leftover_bits, [&](Word16 band) {
-    const Word16 start = band_start[band];
-    decode_one_bit_vectors(coef_index + start, position, band_width[band] / VECTOR_SIZE,
-                           norm_coefs + start);
-    position += band_width[band];
-  });
-}
-
-void decode_one_bit_vectors(Word16* coef_index, const BitWindow* position, int vectors,
-                            Word16* norm_coefs) {
-  const int width = vectors * VECTOR_SIZE;
-  for (int j = 0; j < width; j += VECTOR_SIZE) {
-    coef_index[j] = position[j];
-  }
-  dequantize_one_bit_band(coef_index, width, norm_coefs);
 }
 
 }  // namespace g719

@@ -1,15 +1,13 @@
-#include "multi_bit_encoder.h"
+#include "lattice/multi_bit_encoder.h"
 
 #include <algorithm>
 #include <array>
 
-#include "../operators/quiet_operators.h"
-#include "codebook.h"
-#include "d8.h"
+#include "base/operators.h"
+#include "lattice/codebook.h"
+#include "lattice/d8.h"
 
 namespace g719 {
-
-using namespace quiet;
 
 namespace {
 
@@ -50,7 +48,7 @@ constexpr auto INSIDE = [] {
 // limits can be what decoding changes to make the sum even; two cannot be mended.
 bool find_index(Lanes u, int bits, Lanes* index) {
   const Lanes point = nearest_d8(u, bits);
-  *index = d8_index(point, LATTICE_MODULUS[bits]);
+  *index = d8_index(point, bits);
   const Lanes outside = (point < INSIDE[bits].low) | (point > INSIDE[bits].high);
   const int count = -sum_of_lanes(outside)[0];
   if (count != 1) return count == 0;
@@ -87,11 +85,7 @@ Lanes quantize(Lanes u, int bits) {
 
 }  // namespace
 
-void quantize_multi_bit_vector(const Word16* u, Word16* index, Word16 /*modulus*/, Word16 bits) {
-  store_lanes(quantize(load_lanes(u), bits), index);
-}
-
-void quantize_multi_bit_band(const Word16* norm_coefs, int width, Word16 bits, Word16* coef_index) {
+void quantize_multi_bit_band(const Word16* norm_coefs, int width, int bits, Word16* coef_index) {
   for (int j = 0; j < width; j += VECTOR_SIZE) {
     store_lanes(quantize(scale(norm_coefs + j), bits), coef_index + j);
   }

@@ -1,16 +1,13 @@
-#include "noise.h"
+#include "lattice/noise.h"
 
 #include <algorithm>
 
-#include "../envelope/band_layout.h"
-#include "../operators/basic_operators.h"
-#include "../operators/quiet_operators.h"
+#include "base/band_layout.h"
+#include "base/operators.h"
 
 namespace g719 {
 
 namespace {
-
-constexpr Word16 SQRT_HALF = 23170;  // Q15
 
 // One past the highest coded band; 0 when none is coded.
 int coded_end(const Word16* band_bits) {
@@ -80,7 +77,7 @@ void denormalize_band(const Word16* __restrict coefs, int norm, Word32* __restri
   const Word32 factor = norm % 2 != 0 ? SQRT_HALF : 32768;
   const auto shift = static_cast<Word16>(2 - norm / 2);
   if (shift > 0) {
-    for (int i = 0; i < WIDTH; ++i) spectrum[i] = quiet::L_shl(coefs[i] * factor, shift);
+    for (int i = 0; i < WIDTH; ++i) spectrum[i] = L_shl(coefs[i] * factor, shift);
   } else {
     for (int i = 0; i < WIDTH; ++i) spectrum[i] = (coefs[i] * factor) >> -shift;
   }
@@ -88,7 +85,7 @@ void denormalize_band(const Word16* __restrict coefs, int norm, Word32* __restri
 
 }  // namespace
 
-Word16 estimate_noise_level(const Word16* norm_coefs, const Word16* band_bits) {
+int estimate_noise_level(const Word16* norm_coefs, const Word16* band_bits) {
   int significant_bits = 0;  // of all coefficients; one that is 0 counts -1
   int count = 0;
   const int end = coded_end(band_bits);
@@ -97,25 +94,24 @@ Word16 estimate_noise_level(const Word16* norm_coefs, const Word16* band_bits) {
     if (band_bits[b] != 0) continue;
     for (int i = band_start[b]; i < band_end[b]; ++i) {
       const Word16 x = norm_coefs[i];
-      significant_bits += x != 0 ? 15 - quiet::norm_s(x) : -1;
+      significant_bits += x != 0 ? 15 - norm_s(x) : -1;
     }
     count += band_width[b];
   }
   if (count == 0) return 3;
-  const Word16 mean =
-      quiet::mult(static_cast<Word16>(significant_bits), div_s(1, static_cast<Word16>(count)));
-  return std::min<Word16>(quiet::sub(7, mean), 3);
+  const int mean = (significant_bits * ((1 << 15) / count)) >> 15;
+  return std::min(7 - mean, 3);
 }
 
 void fill_spectrum(Word16* norm_coefs, Word32* spectrum, const Word16* band_bits,
-                   Word16 transient_flag, const Word16* norm_index, Word16 noise_level_index) {
+                   bool transient, const Word16* norm_index, int noise_level_index) {
   Word16 pool[NUM_CODED_COEFS];
   const int pool_size = gather_coded(norm_coefs, band_bits, pool);
   if (pool_size > 0) {
     const int coded = coded_end(band_bits);
-    const int end_band = transient_flag != 0 ? NUM_BANDS : coded;
+    const int end_band = transient ? NUM_BANDS : coded;
     fill_cyclically(pool, pool_size, band_bits, end_band, norm_coefs);
-    if (transient_flag == 0) fold_above(band_end[coded - 1], norm_coefs);
+    if (!transient) fold_above(band_end[coded - 1], norm_coefs);
     attenuate(band_bits, end_band, noise_level_index, norm_coefs);
   }
   for (const BandGroup& group : BAND_GROUPS) {

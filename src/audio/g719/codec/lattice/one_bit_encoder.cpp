@@ -1,16 +1,14 @@
-#include "one_bit_encoder.h"
+#include "lattice/one_bit_encoder.h"
 
 #include <algorithm>
 #include <array>
 #include <utility>
 
-#include "../operators/lanes.h"
-#include "../operators/quiet_operators.h"
-#include "codebook.h"
+#include "base/lanes.h"
+#include "base/operators.h"
+#include "lattice/codebook.h"
 
 namespace g719 {
-
-using namespace quiet;
 
 namespace {
 
@@ -53,6 +51,16 @@ Word16 index_of(int c, int mask, int first, int last) {
   const bool opposed = c == OPPOSED_PAIR_CLASS && first < last;
   const int offset = ONE_BIT_CLASS_OFFSET[c] + (opposed ? OPPOSED_PAIRS : 0);
   return static_cast<Word16>(offset + ONE_BIT_MASK_RANK[mask]);
+}
+
+// The index of the codevector nearest to u, which it sorts.
+Word16 quantize_one_bit_vector(Word16* u) {
+  Word16 positions[VECTOR_SIZE];
+  sort_descending(u, positions);
+  const int c = nearest_class(u);
+  int mask = 0;
+  for (int i = 0; i < VECTOR_SIZE; ++i) mask |= ONE_BIT_MARK[c][i] << positions[i];
+  return index_of(c, mask, positions[0], positions[VECTOR_SIZE - 1]);
 }
 
 // Eight vectors at once: component i, or the i-th largest, of vector j is lane j of row i.
@@ -217,21 +225,12 @@ void quantize_lanes(const Word16* norm_coefs, const Word16* offsets, int count,
     } else {
       Word16 vector[VECTOR_SIZE];
       std::transform(norm_coefs + offsets[j], norm_coefs + offsets[j] + VECTOR_SIZE, vector, scale);
-      quantize_one_bit_vector(vector, index);
+      *index = quantize_one_bit_vector(vector);
     }
   }
 }
 
 }  // namespace
-
-void quantize_one_bit_vector(Word16* u, Word16* index) {
-  Word16 positions[VECTOR_SIZE];
-  sort_descending(u, positions);
-  const int c = nearest_class(u);
-  int mask = 0;
-  for (int i = 0; i < VECTOR_SIZE; ++i) mask |= ONE_BIT_MARK[c][i] << positions[i];
-  *index = index_of(c, mask, positions[0], positions[VECTOR_SIZE - 1]);
-}
 
 void quantize_one_bit_vectors(const Word16* norm_coefs, const Word16* offsets, int count,
                               Word16* coef_index) {

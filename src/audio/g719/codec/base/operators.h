@@ -1,15 +1,14 @@
-// The results of the basic operators, without their flags: pure functions that inline, vectorise
-// and run at compile time. The codec computes with these; basic_operators.h holds the same
-// operators with the flags that their definition also writes.
-//
-// Shifts right floor. Everything that can leave its range saturates.
+// The basic operators of the codec's arithmetic, 16-bit and 32-bit: pure functions that inline,
+// vectorise and run at compile time. Shifts right floor. Everything that can leave its range
+// saturates. Their definition also writes two sticky flags, which nothing here reads;
+// flagged_operators.h has them.
 #pragma once
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
 
-#include "../word.h"
+#include "base/word.h"
 
 namespace g719 {
 
@@ -17,8 +16,6 @@ inline constexpr Word16 MAX_16 = 32767;
 inline constexpr Word16 MIN_16 = -32768;
 inline constexpr Word32 MAX_32 = 2147483647;
 inline constexpr Word32 MIN_32 = -MAX_32 - 1;
-
-namespace quiet {
 
 // The low 32 bits of an unsigned sum or product, read as signed.
 constexpr Word32 wrapped(std::uint32_t bits) { return static_cast<Word32>(bits); }
@@ -122,8 +119,6 @@ constexpr Word16 norm_s(Word16 a) {
   return a == 0 ? Word16{0} : static_cast<Word16>(norm_l(a) - 16);
 }
 
-}  // namespace quiet
-
 // The largest L_abs of at least one value.
 inline Word32 largest_magnitude(const Word32* values, int count) {
   Word32 smallest = values[0];
@@ -132,7 +127,7 @@ inline Word32 largest_magnitude(const Word32* values, int count) {
     smallest = values[i] < smallest ? values[i] : smallest;
     largest = values[i] > largest ? values[i] : largest;
   }
-  return std::max(largest, quiet::L_negate(smallest));
+  return std::max(largest, L_negate(smallest));
 }
 
 }  // namespace g719

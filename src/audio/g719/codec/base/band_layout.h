@@ -1,11 +1,10 @@
-// The 44 bands that divide a frame's first 800 coefficients, and the frame's field sizes that
-// encoder and decoder count with.
+// The 44 bands that divide a frame's first 800 coefficients.
 #pragma once
 
 #include <array>
 #include <type_traits>
 
-#include "../word.h"
+#include "base/word.h"
 
 namespace g719 {
 
@@ -16,19 +15,14 @@ inline constexpr int NUM_LOW_BANDS = 36;     // bands that are coded in every fr
 
 // A run of bands of one width. Bands first_band to end_band - 1 start at coefficient first_coef.
 struct BandGroup {
-  Word16 first_band;
-  Word16 end_band;
-  Word16 width;
-  Word16 first_coef;
+  int first_band;
+  int end_band;
+  int width;
+  int first_coef;
 };
 inline constexpr int NUM_BAND_GROUPS = 4;
 inline constexpr std::array<BandGroup, NUM_BAND_GROUPS> BAND_GROUPS = {
     {{0, 16, 8, 0}, {16, 24, 16, 128}, {24, 36, 24, 256}, {36, 44, 32, 544}}};
-
-// The groups that carry coefficients: the top one only when all 44 bands are coded.
-constexpr int coded_groups(int coded_bands) {
-  return coded_bands == NUM_BANDS ? NUM_BAND_GROUPS : NUM_BAND_GROUPS - 1;
-}
 
 // A table over the bands from a function of group and band.
 template <typename Rule>
@@ -66,25 +60,10 @@ constexpr void with_fixed_width(int width, Work work) {
   }
 }
 
-// Norm index n, 0 to 39 (0 is the loudest), stands for a band RMS of about 2^((50 - n) / 2). Its
-// level counts the same half powers of two upwards.
+// Norm index n, 0 to 39 (0 is the loudest), stands for a band RMS of about 2^((50 - n) / 2).
 inline constexpr int NUM_NORM_LEVELS = 40;
+inline constexpr Word16 SQRT_HALF = 23170;  // Q15, one norm index down
 inline constexpr int FIRST_NORM_LEVELS = 32;  // band 0, which has a field of 5 bits
-inline constexpr auto NORM_LEVEL_TABLE = [] {
-  std::array<Word16, NUM_NORM_LEVELS> table{};
-  for (int n = 0; n < NUM_NORM_LEVELS; ++n) {
-    table[n] = static_cast<Word16>(34 - n);
-  }
-  return table;
-}();
-
-// Field widths in bits. The spectral fields begin with three flags: all bands coded, norms in
-// Huffman code, coefficients in Huffman code.
-inline constexpr Word16 NUM_SPECTRAL_FLAGS = 3;
-inline constexpr Word16 FIRST_NORM_BITS = 5;
-inline constexpr Word16 NORM_DELTA_BITS = 5;
 inline constexpr int NUM_NORM_DELTAS = NUM_BANDS - 1;
-inline constexpr Word16 FIXED_NORM_BITS = NUM_NORM_DELTAS * NORM_DELTA_BITS;
-inline constexpr Word16 NOISE_LEVEL_BITS = 2;
 
 }  // namespace g719

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "../word.h"
+#include "base/word.h"
 
 namespace g719 {
 

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "base/band_layout.h"
+#include "base/word.h"
+
+namespace g719 {
+
+// What one frame says. The encoder fills the record and writes it; the decoder reads it back.
+struct FrameFields {
+  bool transient;     // four short blocks in place of a long one
+  int coded_bands;    // 36 or 44 bands carry coefficients
+  bool norm_huffman;  // the norm differences are in Huffman code
+  bool coef_huffman;  // and so are the coefficient indices
+
+  Word16 first_norm;                   // 0 to 31
+  Word16 norm_delta[NUM_NORM_DELTAS];  // coded order, 0 to 31
+
+  // Not sent, but worked out from the norms on both sides.
+  Word16 norm_index[NUM_BANDS];     // 0 to 39
+  Word16 band_order[NUM_BANDS];     // the coded bands by descending weight
+  Word16 band_bits[NUM_BANDS];      // bits a coefficient, leftover bits included
+  Word16 leftover_bits[NUM_BANDS];  // 1 for the bands that have only what was left over, else 0
+
+  Word16 coef_index[NUM_CODED_COEFS];  // of bands with bits, as lattice_encoder.h lays them out
+  int noise_level_index;               // 0 to 3; 0 in a transient frame, which does not send it
+};
+
+inline constexpr int NUM_FLAGS = 3;  // besides the transient flag
+inline constexpr int FIRST_NORM_BITS = 5;
+inline constexpr int NORM_DELTA_BITS = 5;
+inline constexpr int NOISE_LEVEL_BITS = 2;
+
+// Bits between the transient flag and the noise level.
+constexpr int spectral_budget(int frame_bits, bool transient) {
+  return frame_bits - 1 - (transient ? 0 : NOISE_LEVEL_BITS);
+}
+
+// Bits that the fields of coefficients and leftover bands may take, when those of the norms are known.
+int coefficient_budget(const FrameFields* fields, int frame_bits);
+
+// Works out band_order and band_bits, without leftover bits, from the norms: the same on both sides.
+void allocate_frame(FrameFields* fields, int budget);
+
+// Writes the fields as soft bits, pads the frame with zero bits, and returns the bits of the fields,
+// frame_bits at most. Up to a block of soft bits behind the frame is overwritten.
+int write_frame_fields(const FrameFields* fields, int frame_bits, Word16* soft_bits);
+
+// Reads the fields of any frame_bits soft bits and returns the bits that they took. A damaged frame
+// can ask for up to two thirds more than it has; what it reads past its end is 0.
+int read_frame_fields(const Word16* soft_bits, int frame_bits, FrameFields* fields);
+
+}  // namespace g719
