@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../word.h"
+#include "word.h"
 
 namespace g719 {
 

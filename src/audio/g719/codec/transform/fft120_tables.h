@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "../word.h"
+#include "word.h"
 
 namespace g719 {
 

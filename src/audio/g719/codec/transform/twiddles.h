@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 
-#include "../word.h"
-#include "trigonometry.h"
+#include "transform/trigonometry.h"
+#include "word.h"
 
 namespace g719 {
 
