@@ -165,8 +165,8 @@ JUDGE(detect_transient, (const Word16* samples, g719_encoder_state* state),
       array(samples, FRAME_SAMPLES), array(state, 1))
 JUDGE(window_and_fold, (const Word16* samples, Word32* folded, Word32* memory),
       array(samples, FRAME_SAMPLES), array(folded, FRAME_SAMPLES), array(memory, FRAME_SAMPLES / 2))
-JUDGE(forward_transform, (const Word32* folded, Word32* spectrum, Word16 transient_flag),
-      array(folded, FRAME_SAMPLES), array(spectrum, FRAME_SAMPLES), transient_flag)
+JUDGE(forward_transform, (const Word32* folded, Word32* spectrum, bool transient),
+      array(folded, FRAME_SAMPLES), array(spectrum, FRAME_SAMPLES), transient)
 JUDGE_BY(all_band_norms, compute_band_norms, (const Word32* spectrum, Word16* norms),
          array(spectrum, NUM_CODED_COEFS), array(norms, NUM_BANDS))
 JUDGE(normalize_band_group,
@@ -206,8 +206,8 @@ JUDGE(fill_spectrum,
        const Word16* norm_index, Word16 noise_level_index),
       array(norm_coefs, NUM_CODED_COEFS), array(spectrum, NUM_CODED_COEFS),
       array(band_bits, NUM_BANDS), transient_flag, array(norm_index, NUM_BANDS), noise_level_index)
-JUDGE(inverse_transform, (const Word32* spectrum, Word32* aliased, Word16 transient_flag),
-      array(spectrum, FRAME_SAMPLES), array(aliased, 2 * FRAME_SAMPLES), transient_flag)
+JUDGE(inverse_transform, (const Word32* spectrum, Word32* aliased, bool transient),
+      array(spectrum, FRAME_SAMPLES), array(aliased, 2 * FRAME_SAMPLES), transient)
 JUDGE(synthesize_frame, (const Word32* aliased, Word16* samples, Word32* memory),
       array(aliased, 2 * FRAME_SAMPLES), array(samples, FRAME_SAMPLES),
       array(memory, FRAME_SAMPLES))

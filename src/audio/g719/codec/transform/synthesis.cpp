@@ -1,9 +1,9 @@
-#include "synthesis.h"
+#include "transform/synthesis.h"
 
 #include <algorithm>
 
-#include "../operators/quiet_operators.h"
-#include "windows.h"
+#include "operators/quiet_operators.h"
+#include "transform/windows.h"
 
 namespace g719 {
 

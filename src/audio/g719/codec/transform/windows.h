@@ -6,8 +6,8 @@
 #include <array>
 #include <utility>
 
-#include "../word.h"
-#include "trigonometry.h"
+#include "transform/trigonometry.h"
+#include "word.h"
 
 namespace g719 {
 
