@@ -13,8 +13,8 @@ namespace g719 {
 
 namespace {
 
-constexpr int POINTS = FRAME_SAMPLES / 2;   // of the long block's FFT
-constexpr int QUARTER = SHORT_SAMPLES / 2;  // of each of the four
+constexpr int POINTS = LONG_HALF;    // of the long block's FFT
+constexpr int QUARTER = SHORT_HALF;  // of each of the four
 
 // Real and imaginary parts of a twiddle table in arrays of their own.
 template <int COUNT>

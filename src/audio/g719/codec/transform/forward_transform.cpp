@@ -1,5 +1,7 @@
 #include "transform/forward_transform.h"
 
+#include <algorithm>
+
 #include "operators/quiet_operators.h"
 #include "transform/blocks.h"
 #include "transform/dct4.h"
@@ -41,7 +43,9 @@ void fold_flat(const Word16* s, Word32* t) {
 // s[0..959] is the block in reversed time. Short block b spans s[240 b - 120 .. 240 b + 359].
 void transform_four_short(const Word32* folded, Word32* spectrum) {
   Word16 s[FRAME_SAMPLES];
-  for (int k = 0; k < FRAME_SAMPLES; ++k) s[k] = round(folded[FRAME_SAMPLES - 1 - k]);
+  Word16 rounded[FRAME_SAMPLES];
+  for (int n = 0; n < FRAME_SAMPLES; ++n) rounded[n] = round(folded[n]);
+  std::reverse_copy(rounded, rounded + FRAME_SAMPLES, s);
 
   Word32 blocks[FRAME_SAMPLES];
   for (int b = 0; b < SHORT_BLOCKS; ++b) {

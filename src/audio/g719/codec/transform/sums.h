@@ -43,11 +43,10 @@ struct SaturatingSums {
 // Whether plain sums do for the DCT-IVs of x, each of a run of `points` values.
 //
 // A DCT-IV begins by making complex values z of pairs of its input: it rotates each pair and scales
-// it by 0.7303. What follows is linear. Until the last addition of the FFT, every value is a sum of
-// the z, each times a factor of modulus 1 at most (impulses sent through show 1 before the
-// multipliers and 0.58 behind them), and the rotations between and behind keep the modulus. So no
-// real or imaginary part ever exceeds the sum of all |z|, and it suffices that this sum fits. It
-// does, rounding included,
+// it by 0.7303. From there on every value is a sum of the z, each times a factor of modulus 1 at
+// most: impulses sent through the FFT show 1 before its multipliers and 0.58 behind them, and
+// rotations keep the modulus. So no real or imaginary part exceeds the sum of all |z|, and plain
+// sums do if that one fits. It does, rounding included,
 // - if the magnitudes of x add up to less than 2.9e9: 0.7303 * 2.9e9 = 2.12e9 < 2^31, or
 // - if none exceeds 2^22 in 960 points, 2^24 in 240: 0.7303 * 480 * sqrt(2) 2^22 = 2.08e9, where
 //   sqrt(2) 2^22 is the modulus of the largest of 480 pairs.

@@ -1,5 +1,6 @@
 // Window tables of analysis and synthesis, Q15, all cut from sine windows
-// w(n) = sin((n + 0.5) pi / length).
+// w(n) = sin((n + 0.5) pi / length). Where two of them overlap their squares add up to 1, so that
+// overlap-add restores the signal.
 #pragma once
 
 #include <algorithm>
