@@ -21,8 +21,6 @@ template <int COUNT>
 struct Twiddles {
   Word16 re[COUNT];
   Word16 im[COUNT];
-
-  constexpr Twiddle operator[](int k) const { return {re[k], im[k]}; }
 };
 
 template <int COUNT, typename TwiddleAt>
@@ -43,13 +41,18 @@ constexpr auto TURN_1 = split<QUARTER>([](int k) { return FFT480_TWIDDLE[k][1]; 
 constexpr auto TURN_2 = split<QUARTER>([](int k) { return FFT480_TWIDDLE[k][2]; });
 constexpr auto TURN_3 = split<QUARTER>([](int k) { return FFT480_TWIDDLE[k][3]; });
 
+template <int COUNT, typename Sums>
+Complex<Sums> rotate(const Complex<Sums>& z, const Twiddles<COUNT>& w, int k) {
+  return rotate(z, Twiddle{w.re[k], w.im[k]});
+}
+
 // Value k is (x[2 k], x[2 COUNT - 1 - 2 k]), rotated.
 template <int COUNT, typename Sums>
 void pre_rotate(const Word32* x, const Twiddles<COUNT>& w, ComplexArray<Sums> z) {
   Word32 backwards[COUNT];
   for (int k = 0; k < COUNT; ++k) backwards[COUNT - 1 - k] = x[2 * k + 1];
   for (int k = 0; k < COUNT; ++k) {
-    z.set(k, Complex<Sums>{x[2 * k], backwards[k]}.rotate(w[k]));
+    z.set(k, rotate(Complex<Sums>{x[2 * k], backwards[k]}, w, k));
   }
 }
 
@@ -59,7 +62,7 @@ void post_rotate(ComplexArray<Sums> z, const Twiddles<COUNT>& w, Word32* X) {
   Word32 even[COUNT];
   Word32 backwards[COUNT];
   for (int k = 0; k < COUNT; ++k) {
-    const auto rotated = z[k].rotate(w[k]);
+    const auto rotated = rotate(z[k], w, k);
     even[k] = rotated.re;
     backwards[k] = Sums::negate(rotated.im);
   }
@@ -77,11 +80,11 @@ void radix4(ComplexArray<Sums> z, ComplexArray<Sums> rows) {
     const auto even = z[k] + z[k + 2 * QUARTER];
     const auto apart = z[k] - z[k + 2 * QUARTER];
     const auto odd = z[k + QUARTER] + z[k + 3 * QUARTER];
-    const auto turned = (z[k + 3 * QUARTER] - z[k + QUARTER]).by_j();
+    const auto turned = by_j(z[k + 3 * QUARTER] - z[k + QUARTER]);
     rows.set(4 * k, even + odd);
-    rows.set(4 * k + 1, (apart + turned).rotate(TURN_1[k]));
-    rows.set(4 * k + 2, (even - odd).rotate(TURN_2[k]));
-    rows.set(4 * k + 3, (apart - turned).rotate(TURN_3[k]));
+    rows.set(4 * k + 1, rotate(apart + turned, TURN_1, k));
+    rows.set(4 * k + 2, rotate(even - odd, TURN_2, k));
+    rows.set(4 * k + 3, rotate(apart - turned, TURN_3, k));
   }
 }
 
@@ -91,8 +94,8 @@ void transform_960(const Word32* x, Word32* X) {
   Word32 im[POINTS];
   Word32 row_re[POINTS];
   Word32 row_im[POINTS];
-  const ComplexArray<Sums> z{re, im};
-  const ComplexArray<Sums> rows{row_re, row_im};
+  const ComplexArray<Sums> z(re, im);
+  const ComplexArray<Sums> rows(row_re, row_im);
   pre_rotate(x, PRE_960, z);
   radix4(z, rows);
   fft120<Sums>(row_re, row_im);
@@ -105,8 +108,8 @@ void transform_four_240(const Word32* x, Word32* X) {
   Word32 im[POINTS];
   Word32 row_re[POINTS];
   Word32 row_im[POINTS];
-  const ComplexArray<Sums> z{re, im};
-  const ComplexArray<Sums> rows{row_re, row_im};
+  const ComplexArray<Sums> z(re, im);
+  const ComplexArray<Sums> rows(row_re, row_im);
   for (int b = 0; b < SHORT_BLOCKS; ++b) {
     pre_rotate(x + b * SHORT_SAMPLES, PRE_240, z.from(b * QUARTER));
   }

@@ -69,7 +69,9 @@ void three_point_input(ComplexArray<Sums> w) {
 template <typename Sums>
 void five_point(ComplexArray<Sums> w) {
   for (int i = 0; i < FIFTH; ++i) {
-    const auto scaled = [i](int row, Complex<Sums> z) { return z.scale(LANE_MULTIPLIERS[row][i]); };
+    const auto scaled = [i](int row, Complex<Sums> z) {
+      return scale(z, LANE_MULTIPLIERS[row][i]);
+    };
     const auto s14 = w[i + FIFTH] + w[i + 4 * FIFTH];
     const auto d14 = w[i + FIFTH] - w[i + 4 * FIFTH];
     const auto s32 = w[i + 3 * FIFTH] + w[i + 2 * FIFTH];
@@ -77,12 +79,12 @@ void five_point(ComplexArray<Sums> w) {
     const auto sum = s14 + s32;
     const auto mean = scaled(0, w[i] + sum);
     const auto difference = scaled(3, s14 - s32);
-    const auto turned = scaled(5, d14 + d32).by_j();
+    const auto turned = by_j(scaled(5, d14 + d32));
     const auto u1 = mean + scaled(1, sum);
     const auto u2 = u1 + difference;
-    const auto u3 = scaled(2, d14).by_j() + turned;
+    const auto u3 = by_j(scaled(2, d14)) + turned;
     const auto u4 = u1 - difference;
-    const auto u5 = scaled(4, d32).by_j() + turned;
+    const auto u5 = by_j(scaled(4, d32)) + turned;
     w.set(i, mean);
     w.set(i + FIFTH, u2 + u3);
     w.set(i + 2 * FIFTH, u4 - u5);
@@ -96,7 +98,7 @@ void three_point_output(ComplexArray<Sums> w) {
   for (int fifth = 0; fifth < 5; ++fifth, w = w.from(FIFTH)) {
     for (int i = 0; i < EIGHT; ++i) {
       const auto sum = w[i] + w[i + EIGHT];
-      const auto turned = w[i + 2 * EIGHT].by_j();
+      const auto turned = by_j(w[i + 2 * EIGHT]);
       w.set(i + EIGHT, sum + turned);
       w.set(i + 2 * EIGHT, sum - turned);
     }
@@ -104,32 +106,31 @@ void three_point_output(ComplexArray<Sums> w) {
 }
 
 template <typename Sums>
-void eight_point_output(ComplexArray<Sums> w, ComplexArray<Sums> v) {
+void eight_point_output(ComplexArray<Sums> w, Word32* re, Word32* im) {
   for (int row = 0; row < ROWS; ++row, w = w.from(EIGHT)) {
-    Word32 re[EIGHT];
-    Word32 im[EIGHT];
+    Word32 out_re[EIGHT];
+    Word32 out_im[EIGHT];
+    const ComplexArray<Sums> out(out_re, out_im);
     for (int lane = 0; lane < LANES; ++lane) {
       const auto e = [&](int i) { return w[i * LANES + lane]; };
-      const auto put = [&](int i, Complex<Sums> z) {
-        ComplexArray<Sums>{re, im}.set(i * LANES + lane, z);
-      };
-      const auto p = e(4) + e(5).by_j();
-      const auto q = e(4) - e(5).by_j();
-      const auto g1 = e(6).by_j() + e(7);
-      const auto g2 = e(6).by_j() - e(7);
+      const auto put = [&](int i, Complex<Sums> z) { out.set(i * LANES + lane, z); };
+      const auto p = e(4) + by_j(e(5));
+      const auto q = e(4) - by_j(e(5));
+      const auto g1 = by_j(e(6)) + e(7);
+      const auto g2 = by_j(e(6)) - e(7);
       put(0, e(0) + e(1));
       put(1, p + g1);
-      put(2, e(2) + e(3).by_j());
+      put(2, e(2) + by_j(e(3)));
       put(3, p - g1);
       put(4, e(0) - e(1));
       put(5, q + g2);
-      put(6, e(2) - e(3).by_j());
+      put(6, e(2) - by_j(e(3)));
       put(7, q - g2);
     }
     for (int i = 0; i < 8; ++i) {
       const int to = FFT120_OUTPUT_MAP[row][i] * LANES;
-      std::copy_n(re + i * LANES, LANES, v.re + to);
-      std::copy_n(im + i * LANES, LANES, v.im + to);
+      std::copy_n(out_re + i * LANES, LANES, re + to);
+      std::copy_n(out_im + i * LANES, LANES, im + to);
     }
   }
 }
@@ -140,13 +141,12 @@ template <typename Sums>
 void fft120(Word32* re, Word32* im) {
   Word32 work_re[WORK];
   Word32 work_im[WORK];
-  const ComplexArray<Sums> v{re, im};
-  const ComplexArray<Sums> w{work_re, work_im};
-  eight_point_input(v, w);
+  const ComplexArray<Sums> w(work_re, work_im);
+  eight_point_input(ComplexArray<Sums>(re, im), w);
   three_point_input(w);
   five_point(w);
   three_point_output(w);
-  eight_point_output(w, v);
+  eight_point_output(w, re, im);
 }
 
 template void fft120<PlainSums>(Word32* re, Word32* im);
