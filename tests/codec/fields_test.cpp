@@ -3,16 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
-#include <string>
+#include <cstring>
+#include <set>
+#include <tuple>
 
-#include "codec_fixture.h"
+#include "base/operators.h"
+#include "base/soft_bits.h"
 #include "envelope/norm_coding.h"
-#include "envelope/spectrum_decoder.h"
-#include "envelope/spectrum_encoder.h"
-#include "frame/soft_bits.h"
-#include "lattice/huffman_tables.h"
-#include "operators/quiet_operators.h"
+#include "frame/frame_fields.h"
+#include "frame/spectrum_encoder.h"
+#include "lattice/coef_coding.h"
+#include "signals.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ TEST(Fields, CodesAreComplete) {
 }
 
 TEST(Fields, SoftBits) {
-  Word16 soft_bits[32] = {};
+  Word16 soft_bits[32 + SOFT_BLOCK] = {};
   const Word16 values[] = {-2, 5, 0x155};
   write_soft_bits(values[0], 18, soft_bits);  // repeats the sign
   write_soft_bit_array(values + 1, 1, 5, soft_bits + 18);
@@ -58,29 +59,29 @@ TEST(Fields, SoftBits) {
 }
 
 // What the decoder finds in the fields of any spectrum is what the encoder put there.
-TEST(Fields, DecoderReadsWhatTheEncoderWrote) {
+TEST(Fields, AreReadAsTheyWereWritten) {
   Random random(719);
+  std::set<std::tuple<bool, int, bool, bool>> flags;
   for (int i = 0; i < 3000; ++i) {
-    const int frame_bits = 8 * random(80, 320);
-    const int transient = random(0, 1);
-    const int budget = frame_bits - (transient != 0 ? 1 : 3);
+    const int frame_bits = 8 * random(80, 320), slope = random(0, 24), jags = random(1, 200);
+    int loudness = random(0, 15);
     std::vector<Word32> spectrum(FRAME);
-    const int slope = random(0, 24), loudness = random(0, 15);
     for (int k = 0; k < FRAME; ++k) {
+      if (random(0, 200) > jags) loudness = random(0, 15);
       spectrum[k] = random(-(1 << 24), 1 << 24) >> (slope * k / FRAME) >> loudness;
     }
-    Word16 soft_bits[MAX_FRAME_BITS + SOFT_BLOCK], encoder_bits[NUM_BANDS], decoder_bits[NUM_BANDS];
-    Word16 norm_coefs[NUM_CODED_COEFS], norm_index[NUM_BANDS];
-    Word16* end = soft_bits;
-    encode_spectrum(end, spectrum.data(), norm_coefs, encoder_bits, budget, frame_bits, transient);
-    ASSERT_LE(end - soft_bits, budget);
-    BitWindow windows[MAX_FRAME_BITS + 8];
-    open_soft_bits(soft_bits, MAX_FRAME_BITS, windows, MAX_FRAME_BITS + 8);
-    const BitWindow* read_end = windows;
-    decode_spectrum(read_end, norm_coefs, decoder_bits, budget, norm_index, transient);
-    ASSERT_EQ(read_end - windows, end - soft_bits);
-    ASSERT_EQ(Samples(decoder_bits, decoder_bits + 44), Samples(encoder_bits, encoder_bits + 44));
+    FrameFields written = {}, read = {};
+    Word16 norm_coefs[NUM_CODED_COEFS], soft_bits[MAX_FRAME_BITS + SOFT_BLOCK];
+    written.transient = random(0, 1) != 0;
+    encode_spectrum(spectrum.data(), frame_bits, &written, norm_coefs);
+    written.noise_level_index = written.transient ? 0 : random(0, 3);
+    const int end = write_frame_fields(&written, frame_bits, soft_bits);
+    ASSERT_LE(end, frame_bits);
+    ASSERT_EQ(read_frame_fields(soft_bits, frame_bits, &read), end);
+    ASSERT_EQ(std::memcmp(&read, &written, sizeof read), 0) << "frame " << i;
+    flags.emplace(read.transient, read.coded_bands, read.norm_huffman, read.coef_huffman);
   }
+  EXPECT_EQ(flags.size(), 16U);
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ TEST(Instance, OnlyTheFramesOwnOnesCount) {
     for (std::size_t bit = 0; bit < 8 * frame.size(); ++bit) {
       if ((frame[bit / 8] & 0x80 >> (bit % 8)) == 0) bits[bit] = ODD_SOFT_BITS[random(0, 7)];
     }
-    g719::decode_frame(bits.data(), 0, output.data(), &state);
+    g719::decode_frame(bits.data(), false, output.data(), &state);
     ASSERT_EQ(output, Decoder(400 * frame.size()).decode(frame));
   }
 }

@@ -7,6 +7,7 @@
 #include <numeric>
 #include <random>
 
+#include "base/operators.h"
 #include "envelope/band_norms.h"
 #include "envelope/bit_allocation.h"
 #include "envelope/norm_coding.h"
@@ -15,7 +16,6 @@
 #include "lattice/lattice_decoder.h"
 #include "lattice/lattice_encoder.h"
 #include "lattice/noise.h"
-#include "operators/quiet_operators.h"
 #include "recorded.h"
 #include "transform/analysis_window.h"
 #include "transform/dct4.h"
@@ -120,9 +120,9 @@ g719_encoder_state with_energy(g719_encoder_state state, std::int64_t energy) {
 // bits, or is whatever it is.
 Longs draw_block(Round* round, int headroom) {
   Longs v = round->draw<Word32>(FRAME_SAMPLES);
-  const int shift = quiet::norm_l(largest_magnitude(v.data(), FRAME_SAMPLES)) - headroom;
+  const int shift = norm_l(largest_magnitude(v.data(), FRAME_SAMPLES)) - headroom;
   const bool scaled = !round->one_in(3);
-  for (Word32& x : v) x = scaled ? quiet::L_shl(x, shift) : x;
+  for (Word32& x : v) x = scaled ? L_shl(x, shift) : x;
   return v;
 }
 // Values of equal magnitude whose signs make one output of the FFT, and so some sum on the way, as
@@ -284,27 +284,25 @@ constexpr Kernel KERNELS[] = {
        Longs spectrum = round->draw<Word32>(NUM_CODED_COEFS);
        const Words norms = draw_norms(round);
        Out<Word16> coefs(round, NUM_CODED_COEFS);
-       for (const BandGroup& g : BAND_GROUPS) {
-         normalize_band_group(spectrum.data() + g.first_coef, norms.data(), g.first_band,
-                              g.end_band, g.width, coefs + g.first_coef);
-       }
+       normalize_bands(spectrum.data(), norms.data(), NUM_BANDS, coefs);
      }},
     {"norm_coding", 400,
      // Any differences: damaged frames have them.
      [](Round* round) {
        const Words damaged = round->draw<Word16>(NUM_NORM_DELTAS, 0, 31);
-       decode_norm_deltas(damaged.data(), round->pick(0, 31), Out<Word16>(round, NUM_BANDS));
+       decode_norm_deltas(round->pick(0, 31), damaged.data(), false, Out<Word16>(round, NUM_BANDS));
        Out<Word16> deltas(round, NUM_NORM_DELTAS);
-       Word16 levels[NUM_BANDS];
-       encode_norm_deltas(levels, NUM_BANDS, Out<Word16>(round, draw_norms(round)), deltas);
+       Word16 first_norm = 0;
+       encode_norm_deltas(Out<Word16>(round, draw_norms(round)), false, &first_norm, deltas);
        round->digest.add(norm_huffman_bits(deltas));
      }},
     {"bit_allocation", 600,
      // 2422 bits: the highest bitrate with the shortest norms.
      [](Round* round) {
-       const Words levels = round->draw<Word16>(NUM_BANDS, -5, 34);
+       Words norms = round->draw<Word16>(NUM_BANDS, -5, 34);
+       for (Word16& norm : norms) norm = 34 - norm;
        Out<Word16> weights(round, NUM_BANDS);
-       compute_band_weights(levels.data(), weights, round->one_in(2));
+       compute_band_weights(norms.data(), round->one_in(2), weights);
        if (round->one_in(4)) std::ranges::copy(round->draw<Word16>(NUM_BANDS, -5, 37), weights + 0);
        Words bands(NUM_BANDS);
        std::iota(bands.begin(), bands.end(), 0);
@@ -312,7 +310,7 @@ constexpr Kernel KERNELS[] = {
        const int count = round->one_in(2) ? NUM_LOW_BANDS : NUM_BANDS;
        sort_bands_by_weight(weights, count, order);
        allocate_bits(weights, order, round->pick(-200, round->one_in(4) ? 64 : 2422), count,
-                     MAX_BAND_BITS, Out<Word16>(round, NUM_BANDS));
+                     Out<Word16>(round, NUM_BANDS));
      }},
     {"quantisation", 300,
      [](Round* round) {
@@ -323,10 +321,7 @@ constexpr Kernel KERNELS[] = {
                                        : round->draw<Word16>(NUM_CODED_COEFS, -limit, limit);
        const Words bits = kind < 2 ? Words(NUM_BANDS, 1) : draw_band_bits(round);
        Words index(NUM_CODED_COEFS);
-       for (const BandGroup& g : BAND_GROUPS) {
-         quantize_band_group(coefs.data() + g.first_coef, bits.data(), g.first_band, g.end_band,
-                             g.width, index.data() + g.first_coef);
-       }
+       quantize_bands(coefs.data(), bits.data(), index.data());
        note_indices(round, index, bits);
      }},
     {"dequantisation", 100,
@@ -334,24 +329,18 @@ constexpr Kernel KERNELS[] = {
        Words index = round->draw<Word16>(NUM_CODED_COEFS);
        const Words bits = draw_band_bits(round);
        for_each_index(bits, [&](int i, int largest) { index[i] &= largest; });
-       Out<Word16> coefs(round, NUM_CODED_COEFS);
-       for (const BandGroup& g : BAND_GROUPS) {
-         dequantize_band_group(index.data() + g.first_coef, bits.data(), g.first_band, g.end_band,
-                               g.width, coefs + g.first_coef);
-       }
+       dequantize_bands(index.data(), bits.data(), Out<Word16>(round, NUM_CODED_COEFS));
      }},
     {"leftover_bands", 100,
      [](Round* round) {
        const Words coefs = round->draw<Word16>(NUM_CODED_COEFS);
-       Words bits = draw_band_bits(round), raised = bits, index(NUM_CODED_COEFS), order;
+       Words bits = draw_band_bits(round), leftover(NUM_BANDS), index(NUM_CODED_COEFS), order;
        for (int b = 0; b < NUM_BANDS; ++b) order.insert(order.begin() + round->pick(0, b), b);
-       Word16 soft_bits[NUM_CODED_COEFS + SOFT_BLOCK];
-       Word16* position = soft_bits;
        const int coded_bands = round->one_in(2) ? NUM_LOW_BANDS : NUM_BANDS;
-       code_leftover_bands(coefs.data(), raised.data(), order.data(), index.data(), position,
-                           coded_bands, round->pick(-40, 200));
-       for (int b = 0; b < NUM_BANDS; ++b) bits[b] = raised[b] - bits[b];
-       note_indices(round, index, bits);
+       allocate_leftover_bits(order.data(), coded_bands, round->pick(-40, 200), bits.data(),
+                              leftover.data());
+       quantize_bands(coefs.data(), leftover.data(), index.data());
+       note_indices(round, index, leftover);
      }},
     {"noise", 150,
      [](Round* round) {

@@ -1,7 +1,7 @@
 // The basic operators over limits, neighbours of powers of two and random values: results and flags
 // have the digests that they had, and those without flags give the same.
 
-#include "operators/basic_operators.h"
+#include "base/flagged_operators.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -48,21 +48,22 @@ void for_all(auto visit) {
 
 template <typename Result, typename... Words>
 void expect_operator(const char* name, Result (*op)(Words...),
-                     std::type_identity_t<Result (*)(Words...)> quiet_op) {
+                     std::type_identity_t<Result (*)(Words...)> plain) {
   codec_test::Digest digest;
   int different = 0;
   for_all<Words...>([&](Words... a) {
     for (const int flag : {0, 1}) {
-      flags = {flag, flag};
+      flagged::flags = {flag, flag};
       const Result result = op(a...);
-      digest.add_all(std::initializer_list<Word32>{result, flags.overflow, flags.carry});
-      different += quiet_op != nullptr && quiet_op(a...) != result;
+      digest.add_all(
+          std::initializer_list<Word32>{result, flagged::flags.overflow, flagged::flags.carry});
+      different += plain != nullptr && plain(a...) != result;
     }
   });
   EXPECT_EQ(different, 0) << name;
   codec_test::expect_recorded("operators", name, {digest.text()});
 }
-#define EXPECT_OPERATOR(name) expect_operator(#name, g719::name, quiet::name)
+#define EXPECT_OPERATOR(name) expect_operator(#name, flagged::name, name)
 
 TEST(Operators, GiveWhatTheyGave) {
   EXPECT_OPERATOR(add), EXPECT_OPERATOR(sub), EXPECT_OPERATOR(abs_s), EXPECT_OPERATOR(mult);
@@ -72,14 +73,14 @@ TEST(Operators, GiveWhatTheyGave) {
   EXPECT_OPERATOR(L_msu0), EXPECT_OPERATOR(L_mls), EXPECT_OPERATOR(round);
   EXPECT_OPERATOR(L_shl), EXPECT_OPERATOR(L_shr), EXPECT_OPERATOR(L_shr_r);
   EXPECT_OPERATOR(extract_h), EXPECT_OPERATOR(extract_l), EXPECT_OPERATOR(norm_l);
-  expect_operator("L_add_c", L_add_c, nullptr);
-  expect_operator("L_macNs", L_macNs, nullptr);
+  expect_operator("L_add_c", flagged::L_add_c, nullptr);
+  expect_operator("L_macNs", flagged::L_macNs, nullptr);
 }
 
 TEST(Operators, DivisionIsTheFlooredQuotient) {
   for_all<Word16, Word16>([](Word16 num, Word16 den) {
     if (num < 0 || den <= 0 || num > den) return;
-    ASSERT_EQ(div_s(num, den), std::min(num * 32768 / den, 32767)) << num << " / " << den;
+    ASSERT_EQ(flagged::div_s(num, den), std::min(num * 32768 / den, 32767)) << num << " / " << den;
   });
 }
 
@@ -94,7 +95,7 @@ TEST(OperatorsDeathTest, DivisionEndsTheProcessOutsideItsContract) {
                {1, 0, "Division Error var1=1  var2=0\n"},
                {0, 0, "Division by 0, Fatal error \n"}};
   for (const auto& [num, den, message] : CASES) {
-    EXPECT_EXIT((dup2(STDERR_FILENO, STDOUT_FILENO), div_s(num, den)),
+    EXPECT_EXIT((dup2(STDERR_FILENO, STDOUT_FILENO), flagged::div_s(num, den)),
                 testing::KilledBySignal(SIGABRT), message);
   }
 }

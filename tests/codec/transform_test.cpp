@@ -63,14 +63,14 @@ TEST(Transform, AnalysisThenSynthesisReturnsTheInputOneFrameLater) {
     Word32 analysis_memory[480] = {}, synthesis_memory[960] = {};
     Random random(5);
     for (std::size_t at = 0; at < input.size(); at += FRAME) {
-      const auto transient = static_cast<Word16>(random(0, 1));
+      const bool transient = random(0, 1) != 0;
       Word32 block[960], spectrum[960], aliased[1920];
       window_and_fold(input.data() + at, block, analysis_memory);
-      const Word16 shift = headroom(block, FRAME);
+      const int shift = headroom(block, FRAME);
       shift_left(block, FRAME, shift);
       forward_transform(block, spectrum, transient);
       shift_right(spectrum, FRAME, shift);
-      const auto up = static_cast<Word16>(headroom(spectrum, FRAME) - 7);
+      const int up = headroom(spectrum, FRAME) - 7;
       shift_left(spectrum, FRAME, up);
       inverse_transform(spectrum, aliased, transient);
       shift_right(aliased, 2 * FRAME, up);

@@ -62,7 +62,7 @@ constexpr void with_fixed_width(int width, Work work) {
 
 // Norm index n, 0 to 39 (0 is the loudest), stands for a band RMS of about 2^((50 - n) / 2).
 inline constexpr int NUM_NORM_LEVELS = 40;
-inline constexpr Word16 SQRT_HALF = 23170;  // Q15, one norm index down
+inline constexpr Word16 SQRT_HALF = 23170;    // Q15, one norm index down
 inline constexpr int FIRST_NORM_LEVELS = 32;  // band 0, which has a field of 5 bits
 inline constexpr int NUM_NORM_DELTAS = NUM_BANDS - 1;
 

@@ -1,7 +1,7 @@
 // The definition of the basic operators: the results of operators.h, and two sticky flags. An
 // operator that saturates sets the overflow flag; abs_s, L_abs and L_negate saturate silently.
-// L_add_c and L_macNs do not saturate and assign both flags on every call. The flags are the calling
-// thread's own. The codec computes without them.
+// L_add_c and L_macNs do not saturate and assign both flags on every call. The flags are the
+// calling thread's own. The codec computes without them.
 #pragma once
 
 #include <cstdio>

@@ -58,8 +58,8 @@ inline int pack_soft_block(const Word16* position) {
   }
 }
 
-// For reading, a frame is first laid out so that entry i holds the bits i to i + 7: a field of up to
-// 8 bits is one load wherever it begins, and code words need no walk from bit to bit.
+// For reading, a frame is first laid out so that entry i holds the bits i to i + 7: a field of up
+// to 8 bits is one load wherever it begins, and code words need no walk from bit to bit.
 using BitWindow = std::uint8_t;
 
 // Lays out `count` soft bits, of which only SOFT_BIT_ONE counts as 1, in `readable` windows. Bits

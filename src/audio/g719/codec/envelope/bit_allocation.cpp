@@ -13,8 +13,8 @@ namespace g719 {
 
 namespace {
 
-// A band's level counts half powers of two upwards, where its norm counts them downwards. Levels and
-// all that is made of them stay within a few dozen: plain integers serve.
+// A band's level counts half powers of two upwards, where its norm counts them downwards. Levels
+// and all that is made of them stay within a few dozen: plain integers serve.
 constexpr int LEVEL_OF_NORM_0 = 34;
 
 constexpr int RUN = 4;  // neighbouring bands of a transient frame: one of each short block

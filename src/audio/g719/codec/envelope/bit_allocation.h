@@ -7,8 +7,8 @@ namespace g719 {
 // The bits a coefficient of every band, worked out from the envelope alone: encoder and decoder run
 // these steps on equal norms and never transmit the result. Arrays by band have 44 entries.
 
-// Perceptual weighting: each band's level, counted in half powers of two, less a masking threshold in
-// a small range.
+// Perceptual weighting: each band's level, counted in half powers of two, less a masking threshold
+// in a small range.
 void compute_band_weights(const Word16* norm_index, bool transient, Word16* weights);
 
 // Sorts the first `count` weights in descending order and applies the same exchanges to `order`.

@@ -17,11 +17,10 @@ constexpr NormOrder STATIONARY_NORM_ORDER = [] {
 
 // Band at each position of a transient frame's coded order: short block 0 upwards in frequency,
 // block 1 downwards, block 2 upwards, block 3 downwards.
-constexpr NormOrder TRANSIENT_NORM_ORDER = {
-    0,  1,  8,  9,  16, 20, 24, 28, 32, 36, 40,  //
-    41, 37, 33, 29, 25, 21, 17, 11, 10, 3,  2,   //
-    4,  5,  12, 13, 18, 22, 26, 30, 34, 38, 42,  //
-    43, 39, 35, 31, 27, 23, 19, 15, 14, 7,  6};
+constexpr NormOrder TRANSIENT_NORM_ORDER = {0,  1,  8,  9,  16, 20, 24, 28, 32, 36, 40,  //
+                                            41, 37, 33, 29, 25, 21, 17, 11, 10, 3,  2,   //
+                                            4,  5,  12, 13, 18, 22, 26, 30, 34, 38, 42,  //
+                                            43, 39, 35, 31, 27, 23, 19, 15, 14, 7,  6};
 
 // Makes every difference between neighbours lie in MIN_NORM_DELTA to MAX_NORM_DELTA by lowering
 // norms, which raises bands.

@@ -37,8 +37,8 @@ inline constexpr auto NORM_DELTA_OF_WINDOW = [] {
 // raised) in place. Gives the first norm and the 43 coded differences.
 void encode_norm_deltas(Word16* norms, bool transient, Word16* first_norm, Word16* deltas);
 
-// The norms of all bands from first_norm (0 to 31) and coded differences. Each is clamped to 0 to 39
-// before the next one builds on it, since a damaged frame can carry any difference.
+// The norms of all bands from first_norm (0 to 31) and coded differences. Each is clamped to 0 to
+// 39 before the next one builds on it, since a damaged frame can carry any difference.
 void decode_norm_deltas(Word16 first_norm, const Word16* deltas, bool transient, Word16* norms);
 
 // Bits of the 43 coded differences in Huffman code.

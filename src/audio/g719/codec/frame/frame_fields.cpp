@@ -178,8 +178,7 @@ int read_frame_fields(const Word16* soft_bits, int frame_bits, FrameFields* fiel
   fields->first_norm = take(position, FIRST_NORM_BITS);
   take_norm_deltas(position, fields);
 
-  decode_norm_deltas(fields->first_norm, fields->norm_delta, fields->transient,
-                     fields->norm_index);
+  decode_norm_deltas(fields->first_norm, fields->norm_delta, fields->transient, fields->norm_index);
   const int budget = coefficient_budget(fields, frame_bits);
   allocate_frame(fields, budget);
 

@@ -35,14 +35,16 @@ constexpr int spectral_budget(int frame_bits, bool transient) {
   return frame_bits - 1 - (transient ? 0 : NOISE_LEVEL_BITS);
 }
 
-// Bits that the fields of coefficients and leftover bands may take, when those of the norms are known.
+// Bits that the fields of coefficients and leftover bands may take, when those of the norms are
+// known.
 int coefficient_budget(const FrameFields* fields, int frame_bits);
 
-// Works out band_order and band_bits, without leftover bits, from the norms: the same on both sides.
+// Works out band_order and band_bits, without leftover bits, from the norms: the same on both
+// sides.
 void allocate_frame(FrameFields* fields, int budget);
 
-// Writes the fields as soft bits, pads the frame with zero bits, and returns the bits of the fields,
-// frame_bits at most. Up to a block of soft bits behind the frame is overwritten.
+// Writes the fields as soft bits, pads the frame with zero bits, and returns the bits of the
+// fields, frame_bits at most. Up to a block of soft bits behind the frame is overwritten.
 int write_frame_fields(const FrameFields* fields, int frame_bits, Word16* soft_bits);
 
 // Reads the fields of any frame_bits soft bits and returns the bits that they took. A damaged frame

@@ -1,10 +1,10 @@
 #include <new>
 
-#include "g719.h"
 #include "frame/frame_decoder.h"
 #include "frame/frame_encoder.h"
 #include "frame/packed_frame.h"
 #include "frame/processor_level.h"
+#include "g719.h"
 
 using g719::Word16;
 

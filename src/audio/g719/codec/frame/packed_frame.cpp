@@ -1,8 +1,8 @@
 #include "frame/packed_frame.h"
 
+#include "base/soft_bits.h"
 #include "frame/frame_decoder.h"
 #include "frame/frame_encoder.h"
-#include "base/soft_bits.h"
 
 namespace g719 {
 

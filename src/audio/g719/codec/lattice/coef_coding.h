@@ -1,6 +1,6 @@
 // The code of the coefficient indices. In Huffman coding bands with 2 to 5 bits a coefficient have
-// one complete prefix code each; index values are residues, so those near 0 and near the modulus are
-// small components. All other bands, and all bands in fixed-length coding, have fields of fixed
+// one complete prefix code each; index values are residues, so those near 0 and near the modulus
+// are small components. All other bands, and all bands in fixed-length coding, have fields of fixed
 // length: 8 bits for each vector of a one-bit band, `bits` for each coefficient of the others.
 #pragma once
 
@@ -91,7 +91,6 @@ constexpr DecodingTable decoding_table(int bits) {
 }
 inline constexpr std::array COEF_WORDS_OF_WINDOW = {decoding_table(2), decoding_table(3),
                                                     decoding_table(4), decoding_table(5)};
-
 
 // Bits of the fields of all bands in Huffman coding. `coef_index` has 800 entries, `band_bits` 44.
 int count_coef_huffman_bits(const Word16* coef_index, const Word16* band_bits);

@@ -36,8 +36,8 @@ inline Lanes nearest_d8(Lanes x, int bits) {
   return (sum_of_lanes(point)[0] & 1) == 0 ? point : with_even_sum(x, shift, point);
 }
 
-// The index of a lattice point, 8 values of 0 to 2^bits - 1. The first coordinate is replaced by half
-// of what the others leave of it.
+// The index of a lattice point, 8 values of 0 to 2^bits - 1. The first coordinate is replaced by
+// half of what the others leave of it.
 inline Lanes d8_index(Lanes point, int bits) {
   const Lanes first = (2 * point - sum_of_lanes(point)) >> 1;
   constexpr Lanes FIRST = {-1, 0, 0, 0, 0, 0, 0, 0};
@@ -45,7 +45,8 @@ inline Lanes d8_index(Lanes point, int bits) {
 }
 
 // The codevector of an index: the representative of its class near the origin. Any 8 values of 0 to
-// 2^bits - 1 have one. It is the point that the index generates, less 2^bits times the point nearest to it at that scale.
+// 2^bits - 1 have one. It is the point that the index generates, less 2^bits times the point
+// nearest to it at that scale.
 inline Lanes d8_point(Lanes index, int bits) {
   const int up = std::max(0, 13 - 2 * bits);
   const int down = std::max(0, 2 * bits - 13);  // from 7 bits on: drops low bits

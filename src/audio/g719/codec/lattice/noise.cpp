@@ -103,8 +103,8 @@ int estimate_noise_level(const Word16* norm_coefs, const Word16* band_bits) {
   return std::min(7 - mean, 3);
 }
 
-void fill_spectrum(Word16* norm_coefs, Word32* spectrum, const Word16* band_bits,
-                   bool transient, const Word16* norm_index, int noise_level_index) {
+void fill_spectrum(Word16* norm_coefs, Word32* spectrum, const Word16* band_bits, bool transient,
+                   const Word16* norm_index, int noise_level_index) {
   Word16 pool[NUM_CODED_COEFS];
   const int pool_size = gather_coded(norm_coefs, band_bits, pool);
   if (pool_size > 0) {

@@ -13,7 +13,7 @@ int estimate_noise_level(const Word16* norm_coefs, const Word16* band_bits);
 // highest coded band mirrors the coefficients below. All 44 bands are then multiplied by their
 // norm. `norm_coefs` is completed in place; `spectrum` gets entries 0 to 799. `norm_index` is 0
 // to 39.
-void fill_spectrum(Word16* norm_coefs, Word32* spectrum, const Word16* band_bits,
-                   bool transient, const Word16* norm_index, int noise_level_index);
+void fill_spectrum(Word16* norm_coefs, Word32* spectrum, const Word16* band_bits, bool transient,
+                   const Word16* norm_index, int noise_level_index);
 
 }  // namespace g719

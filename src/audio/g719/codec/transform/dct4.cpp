@@ -1,85 +1,70 @@
-#include "dct4.h"
+#include "transform/dct4.h"
 
-#include <array>
+#include "transform/blocks.h"
+#include "transform/complex.h"
+#include "transform/fft120.h"
+#include "transform/twiddles.h"
 
-#include "fft120.h"
-#include "sums.h"
-#include "twiddles.h"
-
-// Both transforms run through a complex FFT of half their size between two rotations. All loops
-// work on separate arrays of real and imaginary parts; bringing values into and out of this order
-// is a loop of its own.
+// A DCT-IV of N points is a complex FFT of N / 2 points between two rotations. The short blocks'
+// four FFTs of 120 points run side by side; those of the long block are what a radix-4 step leaves
+// of one of 480.
 
 namespace g719 {
 
 namespace {
 
-constexpr int QUARTER = 120;  // points of one of the four FFTs that run side by side
-constexpr int POINTS = 4 * QUARTER;
+constexpr int POINTS = LONG_HALF;    // of the long block's FFT
+constexpr int QUARTER = SHORT_HALF;  // of each of the four
 
 // Real and imaginary parts of a twiddle table in arrays of their own.
-template <std::size_t SIZE>
-struct SplitTwiddles {
-  Word16 re[SIZE];
-  Word16 im[SIZE];
+template <int COUNT>
+struct Twiddles {
+  Word16 re[COUNT];
+  Word16 im[COUNT];
 };
 
-template <std::size_t SIZE>
-constexpr SplitTwiddles<SIZE> split(const std::array<Twiddle, SIZE>& twiddles) {
-  SplitTwiddles<SIZE> table{};
-  for (std::size_t k = 0; k < SIZE; ++k) {
-    table.re[k] = twiddles[k].re;
-    table.im[k] = twiddles[k].im;
+template <int COUNT, typename TwiddleAt>
+constexpr Twiddles<COUNT> split(TwiddleAt twiddle_at) {
+  Twiddles<COUNT> table{};
+  for (int k = 0; k < COUNT; ++k) {
+    table.re[k] = twiddle_at(k).re;
+    table.im[k] = twiddle_at(k).im;
   }
   return table;
 }
 
-constexpr auto PRE_960 = split(DCT960_PRE_TWIDDLE);
-constexpr auto POST_960 = split(DCT960_POST_TWIDDLE);
-constexpr auto PRE_240 = split(DCT240_PRE_TWIDDLE);
-constexpr auto POST_240 = split(DCT240_POST_TWIDDLE);
+constexpr auto PRE_960 = split<POINTS>([](int k) { return DCT960_PRE_TWIDDLE[k]; });
+constexpr auto POST_960 = split<POINTS>([](int k) { return DCT960_POST_TWIDDLE[k]; });
+constexpr auto PRE_240 = split<QUARTER>([](int k) { return DCT240_PRE_TWIDDLE[k]; });
+constexpr auto POST_240 = split<QUARTER>([](int k) { return DCT240_POST_TWIDDLE[k]; });
+constexpr auto TURN_1 = split<QUARTER>([](int k) { return FFT480_TWIDDLE[k][1]; });
+constexpr auto TURN_2 = split<QUARTER>([](int k) { return FFT480_TWIDDLE[k][2]; });
+constexpr auto TURN_3 = split<QUARTER>([](int k) { return FFT480_TWIDDLE[k][3]; });
 
-// Column r of the radix-4 twiddles.
-constexpr SplitTwiddles<QUARTER> radix4_column(int r) {
-  SplitTwiddles<QUARTER> table{};
-  for (int k = 0; k < QUARTER; ++k) {
-    table.re[k] = FFT480_TWIDDLE[k][r].re;
-    table.im[k] = FFT480_TWIDDLE[k][r].im;
-  }
-  return table;
-}
-constexpr std::array RADIX4 = {radix4_column(1), radix4_column(2), radix4_column(3)};
-
-template <typename Sums, std::size_t SIZE>
-Word32 rotated_re(const SplitTwiddles<SIZE>& w, int k, Word32 re, Word32 im) {
-  return Sums::scaled_difference(re, w.re[k], im, w.im[k]);
-}
-template <typename Sums, std::size_t SIZE>
-Word32 rotated_im(const SplitTwiddles<SIZE>& w, int k, Word32 re, Word32 im) {
-  return Sums::scaled_sum(re, w.im[k], im, w.re[k]);
+template <int COUNT, typename Sums>
+Complex<Sums> rotate(const Complex<Sums>& z, const Twiddles<COUNT>& w, int k) {
+  return rotate(z, Twiddle{w.re[k], w.im[k]});
 }
 
-// Value k is (x[2 k], x[2 SIZE - 1 - 2 k]), rotated.
-template <typename Sums, std::size_t SIZE>
-void pre_rotate(const Word32* x, const SplitTwiddles<SIZE>& w, Word32* re, Word32* im) {
-  constexpr int COUNT = SIZE;
+// Value k is (x[2 k], x[2 COUNT - 1 - 2 k]), rotated.
+template <int COUNT, typename Sums>
+void pre_rotate(const Word32* x, const Twiddles<COUNT>& w, ComplexArray<Sums> z) {
   Word32 backwards[COUNT];
   for (int k = 0; k < COUNT; ++k) backwards[COUNT - 1 - k] = x[2 * k + 1];
   for (int k = 0; k < COUNT; ++k) {
-    re[k] = rotated_re<Sums>(w, k, x[2 * k], backwards[k]);
-    im[k] = rotated_im<Sums>(w, k, x[2 * k], backwards[k]);
+    z.set(k, rotate(Complex<Sums>{x[2 * k], backwards[k]}, w, k));
   }
 }
 
-// The rotated value k gives X[2 k] and, negated, X[2 SIZE - 1 - 2 k].
-template <typename Sums, std::size_t SIZE>
-void post_rotate(const Word32* re, const Word32* im, const SplitTwiddles<SIZE>& w, Word32* X) {
-  constexpr int COUNT = SIZE;
+// The rotated value k gives X[2 k] and, negated, X[2 COUNT - 1 - 2 k].
+template <int COUNT, typename Sums>
+void post_rotate(ComplexArray<Sums> z, const Twiddles<COUNT>& w, Word32* X) {
   Word32 even[COUNT];
   Word32 backwards[COUNT];
   for (int k = 0; k < COUNT; ++k) {
-    even[k] = rotated_re<Sums>(w, k, re[k], im[k]);
-    backwards[k] = Sums::negate(rotated_im<Sums>(w, k, re[k], im[k]));
+    const auto rotated = rotate(z[k], w, k);
+    even[k] = rotated.re;
+    backwards[k] = Sums::negate(rotated.im);
   }
   for (int k = 0; k < COUNT; ++k) {
     X[2 * k] = even[k];
@@ -90,37 +75,16 @@ void post_rotate(const Word32* re, const Word32* im, const SplitTwiddles<SIZE>& 
 // Decimation in frequency, in place: leaves the outputs 4 m + r of the 480-point FFT to the r-th
 // quarter.
 template <typename Sums>
-void radix4(Word32* re, Word32* im) {
-  const auto turn = [re, im](int r, int k, Word32 y_re, Word32 y_im) {
-    re[r * QUARTER + k] = rotated_re<Sums>(RADIX4[r - 1], k, y_re, y_im);
-    im[r * QUARTER + k] = rotated_im<Sums>(RADIX4[r - 1], k, y_re, y_im);
-  };
+void radix4(ComplexArray<Sums> z, ComplexArray<Sums> rows) {
   for (int k = 0; k < QUARTER; ++k) {
-    const Word32 even_re = Sums::add(re[k], re[2 * QUARTER + k]);
-    const Word32 even_im = Sums::add(im[k], im[2 * QUARTER + k]);
-    const Word32 apart_re = Sums::sub(re[k], re[2 * QUARTER + k]);
-    const Word32 apart_im = Sums::sub(im[k], im[2 * QUARTER + k]);
-    const Word32 odd_re = Sums::add(re[QUARTER + k], re[3 * QUARTER + k]);
-    const Word32 odd_im = Sums::add(im[QUARTER + k], im[3 * QUARTER + k]);
-    const Word32 dr = Sums::sub(re[3 * QUARTER + k], re[QUARTER + k]);
-    const Word32 di = Sums::negate(Sums::sub(im[3 * QUARTER + k], im[QUARTER + k]));
-    re[k] = Sums::add(even_re, odd_re);
-    im[k] = Sums::add(even_im, odd_im);
-    turn(1, k, Sums::add(apart_re, di), Sums::add(apart_im, dr));
-    turn(2, k, Sums::sub(even_re, odd_re), Sums::sub(even_im, odd_im));
-    turn(3, k, Sums::sub(apart_re, di), Sums::sub(apart_im, dr));
-  }
-}
-
-// Four runs of 120 values to 120 rows of four, the order of fft120, and back.
-void to_rows(const Word32* runs, Word32* rows) {
-  for (int k = 0; k < QUARTER; ++k) {
-    for (int r = 0; r < 4; ++r) rows[4 * k + r] = runs[r * QUARTER + k];
-  }
-}
-void to_runs(const Word32* rows, Word32* runs) {
-  for (int k = 0; k < QUARTER; ++k) {
-    for (int r = 0; r < 4; ++r) runs[r * QUARTER + k] = rows[4 * k + r];
+    const auto even = z[k] + z[k + 2 * QUARTER];
+    const auto apart = z[k] - z[k + 2 * QUARTER];
+    const auto odd = z[k + QUARTER] + z[k + 3 * QUARTER];
+    const auto turned = by_j(z[k + 3 * QUARTER] - z[k + QUARTER]);
+    rows.set(4 * k, even + odd);
+    rows.set(4 * k + 1, rotate(apart + turned, TURN_1, k));
+    rows.set(4 * k + 2, rotate(even - odd, TURN_2, k));
+    rows.set(4 * k + 3, rotate(apart - turned, TURN_3, k));
   }
 }
 
@@ -130,12 +94,12 @@ void transform_960(const Word32* x, Word32* X) {
   Word32 im[POINTS];
   Word32 row_re[POINTS];
   Word32 row_im[POINTS];
-  pre_rotate<Sums>(x, PRE_960, re, im);
-  radix4<Sums>(re, im);
-  to_rows(re, row_re);
-  to_rows(im, row_im);
+  const ComplexArray<Sums> z(re, im);
+  const ComplexArray<Sums> rows(row_re, row_im);
+  pre_rotate(x, PRE_960, z);
+  radix4(z, rows);
   fft120<Sums>(row_re, row_im);
-  post_rotate<Sums>(row_re, row_im, POST_960, X);  // row m holds the outputs 4 m to 4 m + 3
+  post_rotate(rows, POST_960, X);  // row m holds the outputs 4 m to 4 m + 3
 }
 
 template <typename Sums>
@@ -144,23 +108,27 @@ void transform_four_240(const Word32* x, Word32* X) {
   Word32 im[POINTS];
   Word32 row_re[POINTS];
   Word32 row_im[POINTS];
-  for (int b = 0; b < 4; ++b) {
-    pre_rotate<Sums>(x + b * 240, PRE_240, re + b * QUARTER, im + b * QUARTER);
+  const ComplexArray<Sums> z(re, im);
+  const ComplexArray<Sums> rows(row_re, row_im);
+  for (int b = 0; b < SHORT_BLOCKS; ++b) {
+    pre_rotate(x + b * SHORT_SAMPLES, PRE_240, z.from(b * QUARTER));
   }
-  to_rows(re, row_re);
-  to_rows(im, row_im);
+  for (int k = 0; k < QUARTER; ++k) {
+    for (int b = 0; b < SHORT_BLOCKS; ++b) rows.set(4 * k + b, z[b * QUARTER + k]);
+  }
   fft120<Sums>(row_re, row_im);
-  to_runs(row_re, re);
-  to_runs(row_im, im);
-  for (int b = 0; b < 4; ++b) {
-    post_rotate<Sums>(re + b * QUARTER, im + b * QUARTER, POST_240, X + b * 240);
+  for (int k = 0; k < QUARTER; ++k) {
+    for (int b = 0; b < SHORT_BLOCKS; ++b) z.set(b * QUARTER + k, rows[4 * k + b]);
+  }
+  for (int b = 0; b < SHORT_BLOCKS; ++b) {
+    post_rotate(z.from(b * QUARTER), POST_240, X + b * SHORT_SAMPLES);
   }
 }
 
 }  // namespace
 
 void dct4_960(const Word32* x, Word32* X) {
-  if (sums_fit(x, 960)) {
+  if (sums_fit(x, FRAME_SAMPLES)) {
     transform_960<PlainSums>(x, X);
   } else {
     transform_960<SaturatingSums>(x, X);
@@ -168,7 +136,7 @@ void dct4_960(const Word32* x, Word32* X) {
 }
 
 void dct4_240(const Word32* x, Word32* X) {
-  if (sums_fit(x, 240)) {
+  if (sums_fit(x, SHORT_SAMPLES)) {
     transform_four_240<PlainSums>(x, X);
   } else {
     transform_four_240<SaturatingSums>(x, X);

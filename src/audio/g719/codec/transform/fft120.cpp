@@ -1,14 +1,13 @@
-#include "fft120.h"
+#include "transform/fft120.h"
 
-#include "fft120_tables.h"
-#include "sums.h"
+#include "transform/complex.h"
+#include "transform/fft120_tables.h"
 
-// A nested Winograd transform: 120 = 8 x 3 x 5 with index maps instead of twiddle factors between
-// the factors. All additions of the three short transforms come before and after one single stage
-// of multiplications, 144 real ones by complex values.
+// A prime-factor FFT: 120 = 8 x 3 x 5, with index maps instead of twiddle factors between the
+// short transforms. These are Winograd's, nested: all their additions come before and after one
+// single stage of multiplications, 144 real ones by complex values.
 //
-// Four transforms run in neighbouring lanes, with real and imaginary parts in arrays of their own:
-// every loop below runs over lanes that do the same, and multiplication by j is a change of arrays.
+// Four FFTs run in neighbouring lanes, so that every loop below runs over lanes that do the same.
 
 namespace g719 {
 
@@ -18,7 +17,7 @@ constexpr int LANES = 4;
 constexpr int ROWS = 15;          // 8-point transforms
 constexpr int EIGHT = 8 * LANES;  // values of an 8-point transform
 constexpr int FIFTH = 3 * EIGHT;  // of 8 x 3 points
-constexpr int WORK = 6 * FIFTH;   // the 5-point transform needs six multiplications
+constexpr int WORK = 5 * FIFTH;
 
 // Each multiplier for all lanes.
 constexpr auto LANE_MULTIPLIERS = [] {
@@ -30,138 +29,104 @@ constexpr auto LANE_MULTIPLIERS = [] {
 }();
 
 template <typename Sums>
-void eight_point_input(const Word32* __restrict v, Word32* __restrict w) {
-  for (int row = 0; row < ROWS; ++row, w += EIGHT) {
-    const auto& from = FFT120_INPUT_MAP[row];
+void eight_point_input(ComplexArray<Sums> v, ComplexArray<Sums> w) {
+  for (int row = 0; row < ROWS; ++row, w = w.from(EIGHT)) {
     for (int lane = 0; lane < LANES; ++lane) {
-      const auto a = [&](int i) { return v[from[i] * LANES + lane]; };
-      const Word32 s04 = Sums::add(a(0), a(4));
-      const Word32 s15 = Sums::add(a(1), a(5));
-      const Word32 s26 = Sums::add(a(2), a(6));
-      const Word32 s37 = Sums::add(a(3), a(7));
-      const Word32 d15 = Sums::sub(a(1), a(5));
-      const Word32 d37 = Sums::sub(a(3), a(7));
-      w[lane] = Sums::add(s04, s26);
-      w[LANES + lane] = Sums::add(s15, s37);
-      w[2 * LANES + lane] = Sums::sub(s04, s26);
-      w[3 * LANES + lane] = Sums::sub(s15, s37);
-      w[4 * LANES + lane] = Sums::sub(a(0), a(4));
-      w[5 * LANES + lane] = Sums::add(d15, d37);
-      w[6 * LANES + lane] = Sums::sub(a(2), a(6));
-      w[7 * LANES + lane] = Sums::sub(d15, d37);
+      const auto a = [&](int i) { return v[FFT120_INPUT_MAP[row][i] * LANES + lane]; };
+      const auto put = [&](int i, Complex<Sums> z) { w.set(i * LANES + lane, z); };
+      const auto s04 = a(0) + a(4);
+      const auto s15 = a(1) + a(5);
+      const auto s26 = a(2) + a(6);
+      const auto s37 = a(3) + a(7);
+      const auto d15 = a(1) - a(5);
+      const auto d37 = a(3) - a(7);
+      put(0, s04 + s26);
+      put(1, s15 + s37);
+      put(2, s04 - s26);
+      put(3, s15 - s37);
+      put(4, a(0) - a(4));
+      put(5, d15 + d37);
+      put(6, a(2) - a(6));
+      put(7, d15 - d37);
     }
   }
 }
 
 template <typename Sums>
-void three_point_input(Word32* w) {
-  for (int fifth = 0; fifth < 5; ++fifth, w += FIFTH) {
+void three_point_input(ComplexArray<Sums> w) {
+  for (int fifth = 0; fifth < 5; ++fifth, w = w.from(FIFTH)) {
     for (int i = 0; i < EIGHT; ++i) {
-      const Word32 p = w[i + EIGHT];
-      const Word32 q = w[i + 2 * EIGHT];
-      const Word32 sum = Sums::add(p, q);
-      w[i] = Sums::add(w[i], sum);
-      w[i + EIGHT] = sum;
-      w[i + 2 * EIGHT] = Sums::sub(p, q);
+      const auto p = w[i + EIGHT];
+      const auto q = w[i + 2 * EIGHT];
+      w.set(i, w[i] + (p + q));
+      w.set(i + EIGHT, p + q);
+      w.set(i + 2 * EIGHT, p - q);
     }
   }
 }
 
+// The whole of the 5-point transforms, with the multiplications of all three kinds.
 template <typename Sums>
-void five_point_input_and_multiply(Word32* w) {
+void five_point(ComplexArray<Sums> w) {
   for (int i = 0; i < FIFTH; ++i) {
-    const auto scaled = [i](Word32 value, int row) {
-      return Sums::scale(value, LANE_MULTIPLIERS[row][i]);
+    const auto scaled = [i](int row, Complex<Sums> z) {
+      return scale(z, LANE_MULTIPLIERS[row][i]);
     };
-    const Word32 b1 = w[i + FIFTH];
-    const Word32 b2 = w[i + 2 * FIFTH];
-    const Word32 b3 = w[i + 3 * FIFTH];
-    const Word32 b4 = w[i + 4 * FIFTH];
-    const Word32 s23 = Sums::add(b3, b2);
-    const Word32 d32 = Sums::sub(b3, b2);
-    const Word32 s14 = Sums::add(b1, b4);
-    const Word32 d14 = Sums::sub(b1, b4);
-    const Word32 sum = Sums::add(s14, s23);
-    w[i] = scaled(Sums::add(w[i], sum), 0);
-    w[i + FIFTH] = scaled(sum, 1);
-    w[i + 2 * FIFTH] = scaled(d14, 2);
-    w[i + 3 * FIFTH] = scaled(Sums::sub(s14, s23), 3);
-    w[i + 4 * FIFTH] = scaled(d32, 4);
-    w[i + 5 * FIFTH] = scaled(Sums::add(d14, d32), 5);
-  }
-}
-
-// From here on: j (re, im) = (-im, re).
-
-template <typename Sums>
-void five_point_output(Word32* __restrict re, Word32* __restrict im) {
-  const auto combine = [](Word32* w, Word32 j48, Word32 j96, Word32 j120) {
-    const Word32 u1 = Sums::add(w[0], w[FIFTH]);
-    const Word32 u2 = Sums::add(u1, w[3 * FIFTH]);
-    const Word32 u3 = Sums::add(j48, j120);
-    const Word32 u4 = Sums::sub(u1, w[3 * FIFTH]);
-    const Word32 u5 = Sums::add(j96, j120);
-    w[FIFTH] = Sums::add(u2, u3);
-    w[4 * FIFTH] = Sums::sub(u2, u3);
-    w[3 * FIFTH] = Sums::add(u4, u5);
-    w[2 * FIFTH] = Sums::sub(u4, u5);
-  };
-  for (int i = 0; i < FIFTH; ++i) {
-    const Word32 re48 = re[i + 2 * FIFTH];
-    const Word32 re96 = re[i + 4 * FIFTH];
-    const Word32 re120 = re[i + 5 * FIFTH];
-    combine(re + i, Sums::negate(im[i + 2 * FIFTH]), Sums::negate(im[i + 4 * FIFTH]),
-            Sums::negate(im[i + 5 * FIFTH]));
-    combine(im + i, re48, re96, re120);
+    const auto s14 = w[i + FIFTH] + w[i + 4 * FIFTH];
+    const auto d14 = w[i + FIFTH] - w[i + 4 * FIFTH];
+    const auto s32 = w[i + 3 * FIFTH] + w[i + 2 * FIFTH];
+    const auto d32 = w[i + 3 * FIFTH] - w[i + 2 * FIFTH];
+    const auto sum = s14 + s32;
+    const auto mean = scaled(0, w[i] + sum);
+    const auto difference = scaled(3, s14 - s32);
+    const auto turned = by_j(scaled(5, d14 + d32));
+    const auto u1 = mean + scaled(1, sum);
+    const auto u2 = u1 + difference;
+    const auto u3 = by_j(scaled(2, d14)) + turned;
+    const auto u4 = u1 - difference;
+    const auto u5 = by_j(scaled(4, d32)) + turned;
+    w.set(i, mean);
+    w.set(i + FIFTH, u2 + u3);
+    w.set(i + 2 * FIFTH, u4 - u5);
+    w.set(i + 3 * FIFTH, u4 + u5);
+    w.set(i + 4 * FIFTH, u2 - u3);
   }
 }
 
 template <typename Sums>
-void three_point_output(Word32* __restrict re, Word32* __restrict im) {
-  const auto combine = [](Word32* w, Word32 turned) {
-    const Word32 t = Sums::add(w[0], w[EIGHT]);
-    w[EIGHT] = Sums::add(t, turned);
-    w[2 * EIGHT] = Sums::sub(t, turned);
-  };
-  for (int fifth = 0; fifth < 5; ++fifth, re += FIFTH, im += FIFTH) {
+void three_point_output(ComplexArray<Sums> w) {
+  for (int fifth = 0; fifth < 5; ++fifth, w = w.from(FIFTH)) {
     for (int i = 0; i < EIGHT; ++i) {
-      const Word32 re16 = re[i + 2 * EIGHT];
-      combine(re + i, Sums::negate(im[i + 2 * EIGHT]));
-      combine(im + i, re16);
+      const auto sum = w[i] + w[i + EIGHT];
+      const auto turned = by_j(w[i + 2 * EIGHT]);
+      w.set(i + EIGHT, sum + turned);
+      w.set(i + 2 * EIGHT, sum - turned);
     }
   }
 }
 
-// One component of all outputs; turned(i, lane) is that of j times value i.
-template <typename Sums, typename Turned>
-void eight_point_combine(const Word32* __restrict w, Turned turned, Word32* __restrict out) {
-  for (int lane = 0; lane < LANES; ++lane) {
-    const auto e = [&](int i) { return w[i * LANES + lane]; };
-    const auto put = [&](int i, Word32 value) { out[i * LANES + lane] = value; };
-    const Word32 p = Sums::add(e(4), turned(5, lane));
-    const Word32 q = Sums::sub(e(4), turned(5, lane));
-    const Word32 g1 = Sums::add(turned(6, lane), e(7));
-    const Word32 g2 = Sums::sub(turned(6, lane), e(7));
-    put(0, Sums::add(e(0), e(1)));
-    put(4, Sums::sub(e(0), e(1)));
-    put(2, Sums::add(e(2), turned(3, lane)));
-    put(6, Sums::sub(e(2), turned(3, lane)));
-    put(1, Sums::add(p, g1));
-    put(5, Sums::add(q, g2));
-    put(3, Sums::sub(p, g1));
-    put(7, Sums::sub(q, g2));
-  }
-}
-
 template <typename Sums>
-void eight_point_output(const Word32* w_re, const Word32* w_im, Word32* re, Word32* im) {
-  for (int row = 0; row < ROWS; ++row, w_re += EIGHT, w_im += EIGHT) {
+void eight_point_output(ComplexArray<Sums> w, Word32* re, Word32* im) {
+  for (int row = 0; row < ROWS; ++row, w = w.from(EIGHT)) {
     Word32 out_re[EIGHT];
     Word32 out_im[EIGHT];
-    eight_point_combine<Sums>(
-        w_re, [w_im](int i, int lane) { return Sums::negate(w_im[i * LANES + lane]); }, out_re);
-    eight_point_combine<Sums>(
-        w_im, [w_re](int i, int lane) { return w_re[i * LANES + lane]; }, out_im);
+    const ComplexArray<Sums> out(out_re, out_im);
+    for (int lane = 0; lane < LANES; ++lane) {
+      const auto e = [&](int i) { return w[i * LANES + lane]; };
+      const auto put = [&](int i, Complex<Sums> z) { out.set(i * LANES + lane, z); };
+      const auto p = e(4) + by_j(e(5));
+      const auto q = e(4) - by_j(e(5));
+      const auto g1 = by_j(e(6)) + e(7);
+      const auto g2 = by_j(e(6)) - e(7);
+      put(0, e(0) + e(1));
+      put(1, p + g1);
+      put(2, e(2) + by_j(e(3)));
+      put(3, p - g1);
+      put(4, e(0) - e(1));
+      put(5, q + g2);
+      put(6, e(2) - by_j(e(3)));
+      put(7, q - g2);
+    }
     for (int i = 0; i < 8; ++i) {
       const int to = FFT120_OUTPUT_MAP[row][i] * LANES;
       std::copy_n(out_re + i * LANES, LANES, re + to);
@@ -174,17 +139,14 @@ void eight_point_output(const Word32* w_re, const Word32* w_im, Word32* re, Word
 
 template <typename Sums>
 void fft120(Word32* re, Word32* im) {
-  Word32 w_re[WORK];
-  Word32 w_im[WORK];
-  eight_point_input<Sums>(re, w_re);
-  eight_point_input<Sums>(im, w_im);
-  three_point_input<Sums>(w_re);
-  three_point_input<Sums>(w_im);
-  five_point_input_and_multiply<Sums>(w_re);
-  five_point_input_and_multiply<Sums>(w_im);
-  five_point_output<Sums>(w_re, w_im);
-  three_point_output<Sums>(w_re, w_im);
-  eight_point_output<Sums>(w_re, w_im, re, im);
+  Word32 work_re[WORK];
+  Word32 work_im[WORK];
+  const ComplexArray<Sums> w(work_re, work_im);
+  eight_point_input(ComplexArray<Sums>(re, im), w);
+  three_point_input(w);
+  five_point(w);
+  three_point_output(w);
+  eight_point_output(w, re, im);
 }
 
 template void fft120<PlainSums>(Word32* re, Word32* im);

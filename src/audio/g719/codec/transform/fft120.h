@@ -1,6 +1,6 @@
 #pragma once
 
-#include "../word.h"
+#include "base/word.h"
 
 namespace g719 {
 

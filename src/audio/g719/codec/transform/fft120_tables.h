@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "../word.h"
+#include "base/word.h"
 
 namespace g719 {
 

@@ -1,12 +1,11 @@
 // Two ways to add inside the transforms. Saturating sums are what is defined; they are not
-// associative and cost six instructions each. Where the input is small enough that no sum can leave
-// 32 bits, plain ones give the same bits; sums_fit tells. A build with the undefined-behaviour
-// sanitizer checks every plain sum.
+// associative and cost six instructions each. Plain ones give the same bits where no sum can leave
+// 32 bits; sums_fit tells. A build with the undefined-behaviour sanitizer checks every plain sum.
 #pragma once
 
 #include <algorithm>
 
-#include "../operators/quiet_operators.h"
+#include "base/operators.h"
 
 namespace g719 {
 
@@ -15,7 +14,7 @@ struct PlainSums {
   static constexpr Word32 sub(Word32 a, Word32 b) { return a - b; }
   static constexpr Word32 negate(Word32 a) { return -a; }
   // The corner of L_mls lies beyond the sums' bound.
-  static constexpr Word32 scale(Word32 a, Word16 v) { return quiet::scale_q15(a, v); }
+  static constexpr Word32 scale(Word32 a, Word16 v) { return scale_q15(a, v); }
   // scale(a, v) + scale(b, w) and their difference, with one sum of the upper products.
   static constexpr Word32 scaled_sum(Word32 a, Word16 v, Word32 b, Word16 w) {
     return lower(a, v) + lower(b, w) + ((a >> 16) * v + (b >> 16) * w) * 2;
@@ -29,10 +28,10 @@ struct PlainSums {
 };
 
 struct SaturatingSums {
-  static constexpr Word32 add(Word32 a, Word32 b) { return quiet::L_add(a, b); }
-  static constexpr Word32 sub(Word32 a, Word32 b) { return quiet::L_sub(a, b); }
-  static constexpr Word32 negate(Word32 a) { return quiet::L_negate(a); }
-  static constexpr Word32 scale(Word32 a, Word16 v) { return quiet::L_mls(a, v); }
+  static constexpr Word32 add(Word32 a, Word32 b) { return L_add(a, b); }
+  static constexpr Word32 sub(Word32 a, Word32 b) { return L_sub(a, b); }
+  static constexpr Word32 negate(Word32 a) { return L_negate(a); }
+  static constexpr Word32 scale(Word32 a, Word16 v) { return L_mls(a, v); }
   static constexpr Word32 scaled_sum(Word32 a, Word16 v, Word32 b, Word16 w) {
     return add(scale(a, v), scale(b, w));
   }
@@ -41,14 +40,16 @@ struct SaturatingSums {
   }
 };
 
-// Whether a DCT-IV of `points` of each run of x can use plain sums.
+// Whether plain sums do for the DCT-IVs of x, each of a run of `points` values.
 //
-// Let z be the complex values behind the first rotation. It scales by 0.7303, so |z| is at most
-// 0.7303 times the modulus of the pair that it came from. Every intermediate of the FFT is a sum of
-// c z over distinct z with |c| <= 1 (impulses through all stages give 1 before the multipliers,
-// 0.58 behind them), and the rotations keep the modulus: no component exceeds the sum of |z|. That
-// sum is below 2.12e9 < 2^31, rounding included, when the magnitudes add up to less than 2.9e9, and
-// below 2.08e9 when none exceeds 2^22 * 960 / points (960 values in pairs of modulus sqrt(2) 2^22).
+// A DCT-IV begins by making complex values z of pairs of its input: it rotates each pair and scales
+// it by 0.7303. From there on every value is a sum of the z, each times a factor of modulus 1 at
+// most: impulses sent through the FFT show 1 before its multipliers and 0.58 behind them, and
+// rotations keep the modulus. So no real or imaginary part exceeds the sum of all |z|, and plain
+// sums do if that one fits. It does, rounding included,
+// - if the magnitudes of x add up to less than 2.9e9: 0.7303 * 2.9e9 = 2.12e9 < 2^31, or
+// - if none exceeds 2^22 in 960 points, 2^24 in 240: 0.7303 * 480 * sqrt(2) 2^22 = 2.08e9, where
+//   sqrt(2) 2^22 is the modulus of the largest of 480 pairs.
 inline bool sums_fit(const Word32* x, int points) {
   constexpr int UNIT = 10;  // magnitudes are added in units of 2^10, rounded up
   Word32 largest = 0;

@@ -1,13 +1,11 @@
-#include "synthesis.h"
+#include "transform/synthesis.h"
 
 #include <algorithm>
 
-#include "../operators/quiet_operators.h"
-#include "windows.h"
+#include "base/operators.h"
+#include "transform/windows.h"
 
 namespace g719 {
-
-using namespace quiet;
 
 namespace {
 

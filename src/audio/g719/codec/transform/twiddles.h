@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 
-#include "../word.h"
-#include "trigonometry.h"
+#include "base/word.h"
+#include "transform/trigonometry.h"
 
 namespace g719 {
 

@@ -1,13 +1,14 @@
 // Window tables of analysis and synthesis, Q15, all cut from sine windows
-// w(n) = sin((n + 0.5) pi / length).
+// w(n) = sin((n + 0.5) pi / length). Where two of them overlap their squares add up to 1, so that
+// overlap-add restores the signal.
 #pragma once
 
 #include <algorithm>
 #include <array>
 #include <utility>
 
-#include "../word.h"
-#include "trigonometry.h"
+#include "base/word.h"
+#include "transform/trigonometry.h"
 
 namespace g719 {
 
