@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <set>
-#include <tuple>
+#include <utility>
 
 #include "base/operators.h"
 #include "base/soft_bits.h"
@@ -61,7 +61,7 @@ TEST(Fields, SoftBits) {
 // What the decoder finds in the fields of any spectrum is what the encoder put there.
 TEST(Fields, AreReadAsTheyWereWritten) {
   Random random(719);
-  std::set<std::tuple<bool, int, bool, bool>> flags;
+  std::set<std::pair<int, bool>> flags;
   for (int i = 0; i < 3000; ++i) {
     const int frame_bits = 8 * random(80, 320), slope = random(0, 24), jags = random(1, 200);
     int loudness = random(0, 15);
@@ -79,9 +79,10 @@ TEST(Fields, AreReadAsTheyWereWritten) {
     ASSERT_LE(end, frame_bits);
     ASSERT_EQ(read_frame_fields(soft_bits, frame_bits, &read), end);
     ASSERT_EQ(std::memcmp(&read, &written, sizeof read), 0) << "frame " << i;
-    flags.emplace(read.transient, read.coded_bands, read.norm_huffman, read.coef_huffman);
+    flags.insert({{0, read.transient}, {1, read.coded_bands == NUM_BANDS}});
+    flags.insert({{2, read.norm_huffman}, {3, read.coef_huffman}});
   }
-  EXPECT_EQ(flags.size(), 16U);
+  EXPECT_EQ(flags.size(), 8U) << "a flag never took one of its values";
 }
 
 }  // namespace
