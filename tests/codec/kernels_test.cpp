@@ -1,497 +1,381 @@
-// Every kernel against its operator-by-operator twin: results, everything written through
-// pointers, untouched inputs and the cells before and after every array.
+// Every kernel over many inputs of each shape: all that it returns and writes has the digest that
+// it had, and the cells before and behind its outputs are untouched.
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-#include <cstring>
 #include <limits>
-#include <numbers>
 #include <numeric>
 #include <random>
-#include <tuple>
-#include <vector>
 
-#include "envelope/band_layout.h"
 #include "envelope/band_norms.h"
 #include "envelope/bit_allocation.h"
+#include "envelope/norm_coding.h"
 #include "envelope/normalisation.h"
 #include "lattice/codebook.h"
 #include "lattice/lattice_decoder.h"
 #include "lattice/lattice_encoder.h"
-#include "lattice/multi_bit_encoder.h"
 #include "lattice/noise.h"
-#include "lattice/one_bit_encoder.h"
-#include "literal.h"
 #include "operators/quiet_operators.h"
+#include "recorded.h"
 #include "transform/analysis_window.h"
 #include "transform/dct4.h"
-#include "transform/fft120.h"
 #include "transform/forward_transform.h"
 #include "transform/inverse_transform.h"
-#include "transform/sums.h"
 #include "transform/synthesis.h"
 #include "transform/transient_detector.h"
 
 namespace {
 
 using namespace g719;
+using Words = std::vector<Word16>;
+using Longs = std::vector<Word32>;
 
-constexpr int GUARDS = 16;
+// The draws of one round of a kernel.
+struct Round {
+  int shape;  // of what is drawn from here on
+  std::mt19937_64 random;
+  codec_test::Digest digest{};
 
-// An array (or a record) that a kernel gets by pointer, between guard cells.
-template <typename T>
-struct Array {
-  explicit Array(const std::vector<T>& content) : cells(content.size() + 2 * GUARDS) {
-    std::memset(static_cast<void*>(cells.data()), 0x5a, cells.size() * sizeof(T));
-    std::copy(content.begin(), content.end(), data());
+  std::int64_t pick(std::int64_t low, std::int64_t high) {
+    return low + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(high - low + 1));
   }
-  T* data() { return cells.data() + GUARDS; }
-
-  std::vector<T> cells;
+  bool one_in(int n) { return pick(1, n) == 1; }
+  template <typename T>
+  std::vector<T> draw(int count, std::int64_t low = std::numeric_limits<T>::min(),
+                      std::int64_t high = std::numeric_limits<T>::max());
 };
 
-// One whose content a kernel may leave as it likes.
+// Value i of an array: its limits, a uniform value between them, and what runs through the array.
+struct Value {
+  Round* round;
+  int i;
+  std::int64_t low, high, uniform;
+  std::int64_t level, path, slope;
+};
+constexpr struct {
+  const char* name;
+  std::int64_t (*draw)(Value& v);
+} SHAPES[] = {
+    {"uniform", [](Value& v) { return v.uniform; }},
+    {"sparse", [](Value& v) { return v.round->one_in(64) ? v.uniform : 0; }},
+    {"minima", [](Value& v) { return v.low; }},
+    {"maxima", [](Value& v) { return v.high; }},
+    {"alternating", [](Value& v) { return v.i % 2 == 0 ? v.high : v.low; }},
+    {"extremes", [](Value& v) { return v.uniform % 2 == 0 ? v.high : v.low; }},
+    {"small", [](Value& v) { return v.round->pick(-4, 4); }},
+    {"steps", [](Value& v) { return v.low + (v.high - v.low) / 16 * v.round->pick(0, 16); }},
+    {"slopes",  // flat ones, on which a filter can rest in several states
+     [](Value& v) {
+       if (v.round->one_in(64)) v.slope = v.round->pick(-4, 4);
+       if (v.round->one_in(256)) v.path = v.uniform;
+       return v.path = std::clamp(v.path + v.slope, v.low, v.high);
+     }},
+    {"levels", [](Value& v) { return v.uniform >> v.round->pick(0, 31); }},
+    {"level", [](Value& v) { return v.uniform >> v.level; }},
+};
+constexpr int UNIFORM = 0, SPARSE = 1;
+
 template <typename T>
-struct Scratch : Array<T> {
-  using Array<T>::Array;
+std::vector<T> Round::draw(int count, std::int64_t low, std::int64_t high) {
+  Value value = {this, 0, low, high, 0, pick(0, std::numeric_limits<T>::digits), pick(low, high),
+                 0};
+  std::vector<T> values(count);
+  for (value.i = 0; value.i < count; ++value.i) {
+    value.uniform = pick(low, high);
+    values[value.i] = std::clamp(SHAPES[shape].draw(value), low, high);
+  }
+  return values;
+}
+
+// An array that a kernel writes, between guards; at its end it goes into the round's digest.
+template <typename T>
+class Out {
+ public:
+  Out(Round* round, std::vector<T> content) : round_(round), cells_(std::move(content)) {
+    cells_.insert(cells_.begin(), GUARDS, GUARD);
+    cells_.insert(cells_.end(), GUARDS, GUARD);
+  }
+  Out(Round* round, int count) : Out(round, std::vector<T>(count)) {}
+  ~Out() {
+    EXPECT_EQ(std::count(cells_.begin(), cells_.begin() + GUARDS, GUARD), GUARDS) << "before it";
+    EXPECT_EQ(std::count(cells_.end() - GUARDS, cells_.end(), GUARD), GUARDS) << "behind it";
+    round_->digest.add_all(cells_);
+  }
+  operator T*() { return cells_.data() + GUARDS; }
+
+ private:
+  static constexpr int GUARDS = 16;
+  static constexpr T GUARD = 0x5A5A;
+  Round* round_;
+  std::vector<T> cells_;
 };
 
-Word16 argument(Word16 scalar) { return scalar; }
-template <typename T>
-T* argument(Array<T>& array) {
-  return array.data();
-}
-template <typename T>
-const T* argument(const Array<T>& array) {
-  return array.cells.data() + GUARDS;
-}
-
-// First cell that differs, counted from the array's start. Guards must also be intact.
-constexpr int NO_CELL = std::numeric_limits<int>::min();
-
-int difference(Word16, Word16) { return NO_CELL; }  // scalars go in by value
-template <typename T>
-int difference(const Array<T>& a, const Array<T>& b, bool guards_only = false) {
-  const int size = static_cast<int>(a.cells.size());
-  const Array<T> guard({});
-  for (int i = 0; i < size; i++) {
-    const bool inside = i >= GUARDS && i < size - GUARDS;
-    const T& expected = inside ? b.cells[i] : guard.cells[0];
-    if (inside && guards_only) continue;
-    if (std::memcmp(&a.cells[i], &expected, sizeof(T)) != 0) return i - GUARDS;
-  }
-  return NO_CELL;
-}
-template <typename T>
-int difference(const Scratch<T>& a, const Scratch<T>& b) {
-  return difference<T>(a, b, true);
-}
-
-// Runs the kernel on a copy of the arguments and its twin on the arguments themselves.
-template <typename Kernel, typename Twin, typename... Arguments>
-void expect_same(const char* name, Kernel kernel, Twin twin, Arguments&&... arguments) {
-  auto copies = std::make_tuple(arguments...);
-  const auto run = [&] {
-    return std::apply([&](auto&... a) { return kernel(argument(a)...); }, copies);
-  };
-  if constexpr (std::is_void_v<decltype(run())>) {
-    run();
-    twin(argument(arguments)...);
-  } else {
-    const auto result = run();
-    EXPECT_EQ(result, twin(argument(arguments)...)) << name;
-  }
-  std::apply(
-      [&](auto&... copy) {
-        int position = 0;
-        const auto compare = [&](const auto& a, const auto& b) {
-          const int cell = difference(a, b);
-          EXPECT_EQ(cell, NO_CELL) << name << ": first difference in argument " << position;
-          position++;
-        };
-        (compare(copy, arguments), ...);
-      },
-      copies);
-}
-#define EXPECT_SAME(kernel, ...) expect_same(#kernel, g719::kernel, literal::kernel, __VA_ARGS__)
-
-using Random = std::mt19937_64;
-
-template <typename T = int>
-T pick(Random& random, std::int64_t low, std::int64_t high) {
-  return static_cast<T>(
-      low + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(high - low + 1)));
-}
-
-enum Shape {
-  MINIMA,
-  MAXIMA,
-  ALTERNATING,
-  EXTREMES,
-  SPARSE,
-  SMALL,
-  UNIFORM,
-  STEPS,  // few different values, many ties
-  RAMPS,  // flat slopes, on which a filter can rest in more than one state
-  MIXED,
-  LEVEL,
-  NUM_SHAPES
-};
-
-template <typename T>
-std::vector<T> values(Shape shape, int count, Random& random,
-                      std::int64_t low = std::numeric_limits<T>::min(),
-                      std::int64_t high = std::numeric_limits<T>::max()) {
-  constexpr int bits = std::numeric_limits<T>::digits;
-  const int level = pick(random, 0, bits);
-  std::int64_t path = pick<std::int64_t>(random, low, high);
-  int slope = 0;
-  const auto value = [&](int i) -> std::int64_t {
-    const std::int64_t uniform = pick<std::int64_t>(random, low, high);
-    switch (shape) {
-      case MINIMA:
-        return low;
-      case MAXIMA:
-        return high;
-      case ALTERNATING:
-        return i % 2 == 0 ? high : low;
-      case EXTREMES:
-        return uniform % 2 == 0 ? high : low;
-      case SPARSE:
-        return random() % 64 == 0 ? uniform : 0;
-      case SMALL:
-        return pick(random, -4, 4);
-      case STEPS:
-        return low + (high - low) / 16 * pick(random, 0, 16);
-      case RAMPS:
-        if (random() % 64 == 0) slope = pick(random, -4, 4);
-        if (random() % 256 == 0) path = uniform;
-        return path = std::clamp(path + slope, low, high);
-      case MIXED:
-        return uniform >> pick(random, 0, bits);
-      case LEVEL:
-        return uniform >> level;
-      default:
-        return uniform;
-    }
-  };
-  std::vector<T> v(count);
-  for (int i = 0; i < count; i++) v[i] = static_cast<T>(std::clamp(value(i), low, high));
-  return v;
-}
-
-template <typename T>
-Array<T> array(Shape shape, int count, Random& random,
-               std::int64_t low = std::numeric_limits<T>::min(),
-               std::int64_t high = std::numeric_limits<T>::max()) {
-  return Array<T>(values<T>(shape, count, random, low, high));
-}
-
-// An array to write, full of something else.
-template <typename T>
-Array<T> output(int count) {
-  return Array<T>(std::vector<T>(count, 0x1234));
-}
-
-template <typename Round>
-void for_rounds(int rounds, Round round) {
-  Random random(719);
-  for (int i = 0; i < rounds && !testing::Test::HasFailure(); i++) {
-    const auto shape = static_cast<Shape>(i % NUM_SHAPES);
-    SCOPED_TRACE(testing::Message() << "round " << i << ", shape " << shape);
-    round(shape, random);
-  }
+g719_encoder_state with_energy(g719_encoder_state state, std::int64_t energy) {
+  state.energy_memory_high = energy >> 31;
+  state.energy_memory_low = energy & MAX_32;
+  return state;
 }
 
 // A spectrum or folded block as the drivers hand it on: the largest magnitude has `headroom` spare
 // bits, or is whatever it is.
-std::vector<Word32> block(Shape shape, bool scaled, Word16 headroom, Random& random) {
-  std::vector<Word32> v = values<Word32>(shape, FRAME_SAMPLES, random);
-  Word32 largest = 0;
-  for (Word32 x : v) largest = std::max(largest, quiet::L_abs(x));
-  const Word16 shift = quiet::sub(quiet::norm_l(largest), headroom);
-  if (scaled && largest != 0) {
-    for (Word32& x : v) x = quiet::L_shl(x, shift);
-  }
+Longs draw_block(Round* round, int headroom) {
+  Longs v = round->draw<Word32>(FRAME_SAMPLES);
+  const int shift = quiet::norm_l(largest_magnitude(v.data(), FRAME_SAMPLES)) - headroom;
+  const bool scaled = !round->one_in(3);
+  for (Word32& x : v) x = scaled ? quiet::L_shl(x, shift) : x;
   return v;
 }
-
-void set_energy(g719_encoder_state* state, std::int64_t energy) {
-  state->energy_memory_high = static_cast<Word32>(energy >> 31);
-  state->energy_memory_low = static_cast<Word32>(energy & MAX_32);
-}
-
-// The lowest running energy at which the frame counts as stationary.
-std::int64_t detection_threshold(const Array<Word16>& samples, const g719_encoder_state& state) {
-  std::int64_t low = 0;
-  std::int64_t high = std::int64_t{1} << 48;
-  while (low < high) {
-    const std::int64_t middle = (low + high) / 2;
-    g719_encoder_state probe = state;
-    probe.transient_hangover = 0;
-    set_energy(&probe, middle);
-    if (literal::detect_transient(argument(samples), &probe) != 0) {
-      low = middle + 1;
-    } else {
-      high = middle;
-    }
-  }
-  return low;
-}
-
-TEST(Kernels, TransientDetector) {
-  Array<g719_encoder_state> state({g719_encoder_state{}});
-  for_rounds(2000, [&](Shape shape, Random& random) {
-    const auto samples = array<Word16>(shape, FRAME_SAMPLES, random);
-    EXPECT_SAME(detect_transient, samples, state);
-    const std::int64_t threshold = detection_threshold(samples, *state.data());
-    for (std::int64_t energy :
-         {threshold - 1, threshold, pick<std::int64_t>(random, 0, threshold)}) {
-      auto near = state;
-      set_energy(near.data(), std::max<std::int64_t>(energy, 0));
-      if (random() % 4 == 0) {  // the filter's limits, where squares saturate
-        near.data()->filter_output_memory = values<Word16>(shape, 1, random)[0];
-        near.data()->filter_input_memory = random() % 2 == 0 ? MIN_16 : MAX_16;
-      }
-      EXPECT_SAME(detect_transient, samples, near);
-    }
-  });
-}
-
-TEST(Kernels, WindowAndFold) {
-  auto memory = output<Word32>(480);
-  for_rounds(2000, [&](Shape shape, Random& random) {
-    EXPECT_SAME(window_and_fold, array<Word16>(shape, FRAME_SAMPLES, random),
-                output<Word32>(FRAME_SAMPLES), memory);
-  });
-}
-
-TEST(Kernels, ForwardTransform) {
-  for_rounds(900, [&](Shape shape, Random& random) {
-    for (Word16 transient_flag : {Word16{0}, Word16{1}}) {
-      EXPECT_SAME(forward_transform, Array(block(shape, random() % 4 != 0, 0, random)),
-                  output<Word32>(FRAME_SAMPLES), transient_flag);
-    }
-  });
-}
-
-TEST(Kernels, InverseTransform) {
-  for_rounds(900, [&](Shape shape, Random& random) {
-    for (Word16 transient_flag : {Word16{0}, Word16{1}}) {
-      EXPECT_SAME(inverse_transform, Array(block(shape, random() % 2 == 0, 7, random)),
-                  output<Word32>(2 * FRAME_SAMPLES), transient_flag);
-    }
-  });
-}
-
-TEST(Kernels, SynthesizeFrame) {
-  auto memory = output<Word32>(FRAME_SAMPLES);
-  for_rounds(2000, [&](Shape shape, Random& random) {
-    const int bits = random() % 2 == 0 ? 31 : 24;  // 24: the edge of what 16-bit samples hold
-    EXPECT_SAME(synthesize_frame,
-                array<Word32>(shape, 2 * FRAME_SAMPLES, random, -(1LL << bits), (1LL << bits) - 1),
-                output<Word16>(FRAME_SAMPLES), memory);
-  });
-}
-
 // Values of equal magnitude whose signs make one output of the FFT, and so some sum on the way, as
 // large as can be.
-std::vector<Word32> aligned(int points, Word32 magnitude, Random& random) {
+Longs draw_aligned(Round* round, int points, Word32 magnitude) {
   const int pairs = points / 2;
-  const int output = random() % 2 == 0 ? 0 : pick(random, 0, pairs - 1);
-  const double phase = pick(random, 0, 7) * std::numbers::pi / 4;
-  std::vector<Word32> x(FRAME_SAMPLES);
-  for (int i = 0; i < FRAME_SAMPLES / 2; i++) {
+  const int output = round->one_in(2) ? 0 : round->pick(0, pairs - 1);
+  const int phase = round->pick(0, 7);
+  Longs x(FRAME_SAMPLES);
+  for (int i = 0; i < FRAME_SAMPLES / 2; ++i) {
     const int k = i % pairs;
-    const int base = i / pairs * points;
-    const double turn =
-        phase + std::numbers::pi * ((4 * k + 1) / (4.0 * points) + 2.0 * output * k / pairs);
-    x[base + 2 * k] = std::cos(turn) < 0 ? -magnitude : magnitude;
-    x[base + points - 1 - 2 * k] = std::sin(turn) < 0 ? -magnitude : magnitude;
+    const int first = i / pairs * points;
+    const int angle = (phase * points + 4 * k + 1 + 16 * output * k) % (8 * points);  // of 2 pi
+    x[first + 2 * k] = angle > 2 * points && angle < 6 * points ? -magnitude : magnitude;
+    x[first + points - 1 - 2 * k] = angle > 4 * points ? -magnitude : magnitude;
   }
   return x;
 }
-
-template <typename Sums>
-void expect_same_fft(Word32 low, Word32 high, Shape shape, Random& random) {
-  const auto four_ffts = [](Word32* re, Word32* im) {
-    for (int r = 0; r < 4; r++) {
-      Word32 v[240];
-      for (int k = 0; k < 120; k++) v[2 * k] = re[4 * k + r], v[2 * k + 1] = im[4 * k + r];
-      literal::fft120(v);
-      for (int k = 0; k < 120; k++) re[4 * k + r] = v[2 * k], im[4 * k + r] = v[2 * k + 1];
-    }
-  };
-  expect_same("fft120", fft120<Sums>, four_ffts, array<Word32>(shape, 480, random, low, high),
-              array<Word32>(shape, 480, random, low, high));
-}
-
-void expect_same_dcts(const Array<Word32>& x) {
-  const auto four_dcts = [](const Word32* values, Word32* X) {
-    for (int r = 0; r < 4; r++) literal::dct4_240(values + 240 * r, X + 240 * r);
-  };
-  expect_same("dct4_240", g719::dct4_240, four_dcts, x, output<Word32>(FRAME_SAMPLES));
-  EXPECT_SAME(dct4_960, x, output<Word32>(FRAME_SAMPLES));
-}
-
-TEST(Kernels, FftAndDct) {
-  for_rounds(2000, [](Shape shape, Random& random) {
-    expect_same_fft<SaturatingSums>(MIN_32, MAX_32, shape, random);
-    expect_same_fft<PlainSums>(-(1 << 23), 1 << 23, shape, random);
-
-    // 2^22 and 2^24 are what 960 and 240 points carry without saturation.
-    const int bits = random() % 2 == 0 ? 31 : pick(random, 20, 27);
-    expect_same_dcts(
-        array<Word32>(shape, FRAME_SAMPLES, random, -(1LL << bits), (1LL << bits) - 1));
-    for (int points : {240, 960}) {
-      const Word32 magnitude = (FRAME_SAMPLES / points << 22) + pick(random, -1, 1);
-      expect_same_dcts(Array(aligned(points, magnitude, random)));
-    }
-  });
-}
-
-TEST(Kernels, BandNorms) {
-  for_rounds(20000, [](Shape shape, Random& random) {
-    const auto group = pick<Word16>(random, 0, 3);
-    const Word16 width = BAND_GROUPS[group].width;
-    const Word16 limit = random() % 4 == 0 ? 32 : 40;
-    auto coefs = array<Word32>(shape, width, random);
-    EXPECT_SAME(compute_band_norm, coefs, output<Word16>(1), limit, width, group);
-
-    // And where the index changes as the first coefficient grows.
-    const auto norm = [&](Word32 first) {
-      Word16 index = 0;
-      coefs.data()[0] = first;
-      literal::compute_band_norm(coefs.data(), &index, limit, width, group);
-      return index;
-    };
-    Word32 low = 0;
-    Word32 high = pick<Word32>(random, 0, MAX_32);
-    while (high - low > 1) {
-      const Word32 middle = low + (high - low) / 2;
-      (norm(middle) == norm(low) ? low : high) = middle;
-    }
-    for (Word32 first : {low, high}) {
-      coefs.data()[0] = first;
-      EXPECT_SAME(compute_band_norm, coefs, output<Word16>(1), limit, width, group);
-    }
-  });
-}
-
-TEST(Kernels, NormaliseBandGroup) {
-  for_rounds(4000, [](Shape shape, Random& random) {
-    const auto norms = array<Word16>(random() % 2 == 0 ? UNIFORM : shape, NUM_BANDS, random, 0, 39);
-    for (const auto& [first_band, end_band, width, start] : BAND_GROUPS) {
-      const int count = (end_band - first_band) * width;
-      EXPECT_SAME(normalize_band_group, array<Word32>(shape, count, random), norms, first_band,
-                  end_band, width, output<Word16>(count));
-    }
-  });
-}
-
-TEST(Kernels, BitAllocation) {
-  for_rounds(20000, [](Shape shape, Random& random) {
-    const auto levels = array<Word16>(shape, NUM_BANDS, random, -5, 34);
-    auto weights = output<Word16>(NUM_BANDS);
-    EXPECT_SAME(compute_band_weights, levels, weights, pick<Word16>(random, 0, 1));
-    if (random() % 4 == 0) weights = array<Word16>(shape, NUM_BANDS, random, -5, 37);
-
-    const Word16 count = random() % 2 == 0 ? 36 : 44;
-    std::vector<Word16> bands(NUM_BANDS);
-    std::iota(bands.begin(), bands.end(), Word16{0});
-    Array<Word16> order(bands);
-    EXPECT_SAME(sort_bands_by_weight, weights, count, order);
-
-    // 2422 bits: the highest bitrate with the shortest norms. A low limit fills every band.
-    const auto budget = pick<Word16>(random, 0, random() % 4 == 0 ? 64 : 2422);
-    const auto max_bits =
-        pick<Word16>(random, random() % 4 == 0 ? 1 : MAX_BAND_BITS, MAX_BAND_BITS);
-    EXPECT_SAME(allocate_bits, Scratch<Word16>({weights.data(), weights.data() + NUM_BANDS}), order,
-                budget, count, max_bits, Array(std::vector<Word16>(NUM_BANDS)));
-  });
-}
-
-// Vectors half way between two of the one-bit codebook, give or take; 1.0 is `unit`.
-std::vector<Word16> between_codevectors(int count, int unit, int bias, Random& random) {
-  std::vector<Word16> u(count);
-  for (int i = 0; i < count; i += VECTOR_SIZE) {
-    const auto& a = ONE_BIT_CODEBOOK[pick(random, 0, 255)];
-    const auto& b = ONE_BIT_CODEBOOK[pick(random, 0, 255)];
-    for (int j = 0; j < VECTOR_SIZE; j++) {
-      u[i + j] = static_cast<Word16>((a[j] + b[j]) * unit / 2 + bias + pick(random, -2, 2));
-    }
-  }
-  return u;
-}
-
-TEST(Kernels, Lattice) {
-  for_rounds(60000, [](Shape shape, Random& random) {
-    const auto R = pick<Word16>(random, 2, MAX_BAND_BITS);
-    const auto modulus = static_cast<Word16>(1 << R);
-    const auto u = values<Word16>(shape, 8, random);
-    EXPECT_SAME(round_to_d8, Array(u), R, output<Word16>(8));
-    EXPECT_SAME(d8_point_to_index, array<Word16>(shape, 8, random, -2049, 2049), modulus,
-                output<Word16>(8));
-    EXPECT_SAME(d8_index_to_point, array<Word16>(shape, 8, random, 0, modulus - 1), R,
-                output<Word16>(8));
-    for (const auto& v :
-         {u, values<Word16>(shape, 8, random, -700, 700), between_codevectors(8, 256, 0, random)}) {
-      EXPECT_SAME(quantize_one_bit_vector, Scratch<Word16>(v), output<Word16>(1));
-    }
-    EXPECT_SAME(quantize_multi_bit_vector, Scratch<Word16>(u), output<Word16>(8), modulus, R);
-  });
+Words draw_norms(Round* round) {
+  if (round->one_in(2)) round->shape = UNIFORM;
+  return round->draw<Word16>(NUM_BANDS, 0, NUM_NORM_LEVELS - 1);
 }
 
 // Bits for each band: any, one everywhere, or some in few bands.
-Array<Word16> band_bits(Random& random) {
-  const int high = random() % 3 == 0 ? 1 : MAX_BAND_BITS;
-  return array<Word16>(random() % 2 == 0 ? UNIFORM : SPARSE, NUM_BANDS, random, 0, high);
+Words draw_band_bits(Round* round) {
+  round->shape = round->one_in(2) ? UNIFORM : SPARSE;
+  return round->draw<Word16>(NUM_BANDS, 0, round->one_in(3) ? 1 : MAX_BAND_BITS);
 }
 
-TEST(Kernels, QuantiseBandGroup) {
-  for_rounds(6000, [](Shape shape, Random& random) {
-    const auto bits = band_bits(random);
-    const int limit = (1 << pick(random, 8, 15)) - 1;
-    for (const auto& [first_band, end_band, width, start] : BAND_GROUPS) {
-      const int count = (end_band - first_band) * width;
-      // 1.0 of the one-bit codebook: 256 / 1.1 = 233.
-      const auto coefs = random() % 4 == 0
-                             ? between_codevectors(count, 233, LATTICE_BIAS, random)
-                             : values<Word16>(shape, count, random, -limit - 1, limit);
-      EXPECT_SAME(quantize_band_group, Array(coefs), bits, first_band, end_band, width,
-                  output<Word16>(count));
+// Vectors half way between two of the one-bit codebook, give or take; its 1.0 is 256 / 1.1 = 233.
+Words draw_between_codevectors(Round* round) {
+  Words coefs;
+  while (coefs.size() < NUM_CODED_COEFS) {
+    const auto& a = ONE_BIT_CODEBOOK[round->pick(0, 255)];
+    const auto& b = ONE_BIT_CODEBOOK[round->pick(0, 255)];
+    for (int i = 0; i < VECTOR_SIZE; ++i) {
+      coefs.push_back((a[i] + b[i]) * 233 / 2 + LATTICE_BIAS + round->pick(-2, 2));
     }
-  });
+  }
+  return coefs;
 }
 
-TEST(Kernels, DequantiseBandGroup) {
-  for_rounds(2000, [](Shape shape, Random& random) {
-    auto bits = band_bits(random);
-    for (const auto& [first_band, end_band, width, start] : BAND_GROUPS) {
-      std::vector<Word16> index;
-      for (int b = first_band; b < end_band; b++) {
-        const int R = bits.data()[b] == 1 ? 8 : bits.data()[b];
-        const auto band = values<Word16>(shape, width, random, 0, (1 << R) - 1);
-        index.insert(index.end(), band.begin(), band.end());
-      }
-      EXPECT_SAME(dequantize_band_group, Array(index), bits, first_band, end_band, width,
-                  output<Word16>(static_cast<int>(index.size())));
-    }
-  });
+// Some large components of nearly one magnitude in each vector, so that classes nearly tie.
+Words draw_near_ties(Round* round) {
+  Words coefs(NUM_CODED_COEFS);
+  int level = 0;
+  for (int i = 0; i < NUM_CODED_COEFS; ++i) {
+    if (i % VECTOR_SIZE == 0) level = round->pick(200, 3600);
+    const int large = level + round->pick(-8, 8);
+    coefs[i] = round->one_in(3) ? large : round->one_in(2) ? -large : round->pick(-150, 150);
+  }
+  return coefs;
 }
 
-TEST(Kernels, NoiseFilling) {
-  for_rounds(6000, [](Shape shape, Random& random) {
-    const auto coefs = array<Word16>(shape, NUM_CODED_COEFS, random);
-    const auto bits = band_bits(random);
-    EXPECT_SAME(estimate_noise_level, coefs, bits);
-    for (Word16 transient_flag : {Word16{0}, Word16{1}}) {
-      EXPECT_SAME(fill_spectrum, Array(coefs), output<Word32>(FRAME_SAMPLES), bits, transient_flag,
-                  array<Word16>(UNIFORM, NUM_BANDS, random, 0, 39),
-                  transient_flag != 0 ? Word16{0} : pick<Word16>(random, 0, 3));
+// The entries of an index array that mean something: one for each vector of a band with 1 bit, all
+// of a band with more.
+template <typename Visit>
+void for_each_index(const Words& band_bits, Visit visit) {
+  for (int b = 0; b < NUM_BANDS; ++b) {
+    const int step = band_bits[b] == 1 ? VECTOR_SIZE : 1;
+    for (int i = band_start[b]; band_bits[b] > 0 && i < band_end[b]; i += step) {
+      visit(i, band_bits[b] == 1 ? 255 : (1 << band_bits[b]) - 1);
     }
-  });
+  }
+}
+void note_indices(Round* round, const Words& index, const Words& band_bits) {
+  for_each_index(band_bits, [&](int i, int) { round->digest.add(index[i]); });
+}
+
+struct Kernel {
+  const char* name;
+  int rounds;
+  void (*run)(Round* round);
+};
+
+// Each draws one thing at a time, since compilers differ in the order of arguments.
+constexpr Kernel KERNELS[] = {
+    {"transient_detector", 70,
+     // At, just below and anywhere below the running energy from which on the frame counts as
+     // stationary.
+     [](Round* round) {
+       const Words samples = round->draw<Word16>(FRAME_SAMPLES);
+       g719_encoder_state state = {};
+       if (round->one_in(2)) state.filter_output_memory = round->draw<Word16>(1)[0];
+       if (round->one_in(2)) state.filter_input_memory = round->one_in(2) ? MIN_16 : MAX_16;
+       std::int64_t low = 0, high = std::int64_t{1} << 48;
+       while (low < high) {
+         g719_encoder_state probe = with_energy(state, (low + high) / 2);
+         const bool transient = detect_transient(samples.data(), &probe) != 0;
+         (transient ? low : high) = (low + high) / 2 + (transient ? 1 : 0);
+       }
+       for (const std::int64_t energy : {low, low - 1, round->pick(0, low)}) {
+         g719_encoder_state near = with_energy(state, std::max<std::int64_t>(energy, 0));
+         near.transient_hangover = round->one_in(4);
+         const Word16 transient = detect_transient(samples.data(), &near);
+         round->digest.add_all(Longs{transient, near.transient_hangover, near.filter_output_memory,
+                                     near.filter_input_memory, near.energy_memory_high,
+                                     near.energy_memory_low});
+       }
+     }},
+    {"window_and_fold", 40,
+     [](Round* round) {
+       const Words samples = round->draw<Word16>(FRAME_SAMPLES);
+       Out<Word32> memory(round, round->draw<Word32>(480));
+       window_and_fold(samples.data(), Out<Word32>(round, FRAME_SAMPLES), memory);
+     }},
+    {"transforms", 60,
+     [](Round* round) {
+       for (const bool transient : {false, true}) {
+         forward_transform(draw_block(round, 0).data(), Out<Word32>(round, FRAME_SAMPLES),
+                           transient);
+         inverse_transform(draw_block(round, 7).data(), Out<Word32>(round, 2 * FRAME_SAMPLES),
+                           transient);
+       }
+     }},
+    {"synthesis", 80,
+     [](Round* round) {
+       const int bits = round->one_in(2) ? 31 : 24;  // 24: the edge of what 16-bit samples hold
+       const Longs aliased =
+           round->draw<Word32>(2 * FRAME_SAMPLES, -(1LL << bits), (1LL << bits) - 1);
+       Out<Word32> memory(round, round->draw<Word32>(FRAME_SAMPLES));
+       synthesize_frame(aliased.data(), Out<Word16>(round, FRAME_SAMPLES), memory);
+     }},
+    {"dct4", 60,
+     [](Round* round) {
+       // 2^22 and 2^24 are what 960 and 240 points carry without saturation.
+       const int bits = round->one_in(2) ? 31 : round->pick(20, 27);
+       const Longs inputs[] = {
+           round->draw<Word32>(FRAME_SAMPLES, -(1LL << bits), (1LL << bits) - 1),
+           draw_aligned(round, 240, (1 << 24) + round->pick(-1, 1)),
+           draw_aligned(round, 960, (1 << 22) + round->pick(-1, 1))};
+       for (const Longs& x : inputs) {
+         dct4_240(x.data(), Out<Word32>(round, FRAME_SAMPLES));
+         dct4_960(x.data(), Out<Word32>(round, FRAME_SAMPLES));
+       }
+     }},
+    {"band_norms", 40,
+     // Some bands stand where their norm changes as their first coefficient grows.
+     [](Round* round) {
+       Longs spectrum = round->draw<Word32>(FRAME_SAMPLES);
+       const auto norm = [&](int band, Word32 first) {
+         Word16 norms[NUM_BANDS];
+         spectrum[band_start[band]] = first;
+         compute_band_norms(spectrum.data(), norms);
+         return norms[band];
+       };
+       for (int band = round->pick(0, 10); band < NUM_BANDS; band += 11) {
+         Word32 low = 0, high = round->pick(0, MAX_32);
+         while (high - low > 1) {
+           const Word32 middle = low + (high - low) / 2;
+           (norm(band, middle) == norm(band, low) ? low : high) = middle;
+         }
+         spectrum[band_start[band]] = round->one_in(2) ? low : high;
+       }
+       compute_band_norms(spectrum.data(), Out<Word16>(round, NUM_BANDS));
+     }},
+    {"normalisation", 80,
+     [](Round* round) {
+       Longs spectrum = round->draw<Word32>(NUM_CODED_COEFS);
+       const Words norms = draw_norms(round);
+       Out<Word16> coefs(round, NUM_CODED_COEFS);
+       for (const BandGroup& g : BAND_GROUPS) {
+         normalize_band_group(spectrum.data() + g.first_coef, norms.data(), g.first_band,
+                              g.end_band, g.width, coefs + g.first_coef);
+       }
+     }},
+    {"norm_coding", 400,
+     // Any differences: damaged frames have them.
+     [](Round* round) {
+       const Words damaged = round->draw<Word16>(NUM_NORM_DELTAS, 0, 31);
+       decode_norm_deltas(damaged.data(), round->pick(0, 31), Out<Word16>(round, NUM_BANDS));
+       Out<Word16> deltas(round, NUM_NORM_DELTAS);
+       Word16 levels[NUM_BANDS];
+       encode_norm_deltas(levels, NUM_BANDS, Out<Word16>(round, draw_norms(round)), deltas);
+       round->digest.add(norm_huffman_bits(deltas));
+     }},
+    {"bit_allocation", 600,
+     // 2422 bits: the highest bitrate with the shortest norms.
+     [](Round* round) {
+       const Words levels = round->draw<Word16>(NUM_BANDS, -5, 34);
+       Out<Word16> weights(round, NUM_BANDS);
+       compute_band_weights(levels.data(), weights, round->one_in(2));
+       if (round->one_in(4)) std::ranges::copy(round->draw<Word16>(NUM_BANDS, -5, 37), weights + 0);
+       Words bands(NUM_BANDS);
+       std::iota(bands.begin(), bands.end(), 0);
+       Out<Word16> order(round, bands);
+       const int count = round->one_in(2) ? NUM_LOW_BANDS : NUM_BANDS;
+       sort_bands_by_weight(weights, count, order);
+       allocate_bits(weights, order, round->pick(-200, round->one_in(4) ? 64 : 2422), count,
+                     MAX_BAND_BITS, Out<Word16>(round, NUM_BANDS));
+     }},
+    {"quantisation", 300,
+     [](Round* round) {
+       const int kind = round->pick(0, 5);
+       const int limit = (1 << round->pick(8, 15)) - 1;
+       const Words coefs = kind == 0   ? draw_between_codevectors(round)
+                           : kind == 1 ? draw_near_ties(round)
+                                       : round->draw<Word16>(NUM_CODED_COEFS, -limit, limit);
+       const Words bits = kind < 2 ? Words(NUM_BANDS, 1) : draw_band_bits(round);
+       Words index(NUM_CODED_COEFS);
+       for (const BandGroup& g : BAND_GROUPS) {
+         quantize_band_group(coefs.data() + g.first_coef, bits.data(), g.first_band, g.end_band,
+                             g.width, index.data() + g.first_coef);
+       }
+       note_indices(round, index, bits);
+     }},
+    {"dequantisation", 100,
+     [](Round* round) {
+       Words index = round->draw<Word16>(NUM_CODED_COEFS);
+       const Words bits = draw_band_bits(round);
+       for_each_index(bits, [&](int i, int largest) { index[i] &= largest; });
+       Out<Word16> coefs(round, NUM_CODED_COEFS);
+       for (const BandGroup& g : BAND_GROUPS) {
+         dequantize_band_group(index.data() + g.first_coef, bits.data(), g.first_band, g.end_band,
+                               g.width, coefs + g.first_coef);
+       }
+     }},
+    {"leftover_bands", 100,
+     [](Round* round) {
+       const Words coefs = round->draw<Word16>(NUM_CODED_COEFS);
+       Words bits = draw_band_bits(round), raised = bits, index(NUM_CODED_COEFS), order;
+       for (int b = 0; b < NUM_BANDS; ++b) order.insert(order.begin() + round->pick(0, b), b);
+       Word16 soft_bits[NUM_CODED_COEFS + SOFT_BLOCK];
+       Word16* position = soft_bits;
+       const int coded_bands = round->one_in(2) ? NUM_LOW_BANDS : NUM_BANDS;
+       code_leftover_bands(coefs.data(), raised.data(), order.data(), index.data(), position,
+                           coded_bands, round->pick(-40, 200));
+       for (int b = 0; b < NUM_BANDS; ++b) bits[b] = raised[b] - bits[b];
+       note_indices(round, index, bits);
+     }},
+    {"noise", 150,
+     [](Round* round) {
+       const Words coefs = round->draw<Word16>(NUM_CODED_COEFS), bits = draw_band_bits(round);
+       round->digest.add(estimate_noise_level(coefs.data(), bits.data()));
+       const bool transient = round->one_in(2);
+       const Words norms = draw_norms(round);
+       Words filled = coefs;
+       fill_spectrum(filled.data(), Out<Word32>(round, NUM_CODED_COEFS), bits.data(), transient,
+                     norms.data(), transient ? 0 : round->pick(0, 3));
+     }},
+};
+
+class Kernels : public testing::TestWithParam<Kernel> {};
+INSTANTIATE_TEST_SUITE_P(Codec, Kernels, testing::ValuesIn(KERNELS),
+                         [](const auto& kernel) { return kernel.param.name; });
+
+TEST_P(Kernels, GiveWhatTheyGave) {
+  for (int shape = 0; shape < static_cast<int>(std::size(SHAPES)); ++shape) {
+    Round round = {shape, std::mt19937_64(shape)};
+    for (int i = 0; i < GetParam().rounds; ++i, round.shape = shape) GetParam().run(&round);
+    const std::string name = std::string(GetParam().name) + "." + SHAPES[shape].name;
+    codec_test::expect_recorded("kernels", name, {round.digest.text()});
+  }
 }
 
 }  // namespace
