@@ -19,7 +19,9 @@ class Coder(NamedTuple):
 # One for each processor level, the lowest first.
 LEVELS = [
     Coder("G.719, baseline", "g719", level="baseline"),
+    Coder("G.719, SSE4.2", "g719", level="v2", processor_flag="sse4_2"),
     Coder("G.719, AVX2", "g719", level="avx2", processor_flag="avx2"),
+    Coder("G.719, AVX-512", "g719", level="v4", processor_flag="avx512_vbmi2", countable=False),
 ]
 OURS = [coder for coder in LEVELS if measure.processor_has(coder.processor_flag)]
 BEST = OURS[-1]
