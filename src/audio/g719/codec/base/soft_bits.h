@@ -24,21 +24,23 @@ inline void write_soft_block(int value, int n, Word16* position) {
   store_lanes(SOFT_BIT_ONE + (SOFT_BIT_ONE - SOFT_BIT_ZERO) * zero, position);
 }
 
-// The n low bits of value; more than 16 repeat the sign. Nothing for n < 1.
+// The n low bits of value; more than 16 repeat the sign. Nothing for n = 0.
 inline void write_soft_bits(Word16 value, int n, Word16* position) {
   for (; n > SOFT_BLOCK; n -= SOFT_BLOCK, position += SOFT_BLOCK) {
     write_soft_block(value >> std::min(n - SOFT_BLOCK, 15), SOFT_BLOCK, position);
   }
-  if (n > 0) write_soft_block(value, n, position);
+  write_soft_block(value, n, position);
 }
 
 // `count` values of `width` bits each; with width 1 the single value values[0] in `count` bits.
 inline void write_soft_bit_array(const Word16* values, int count, int width, Word16* position) {
   if (width == 1) {
     write_soft_bits(values[0], count, position);
-    return;
+  } else if (width <= SOFT_BLOCK) {
+    for (int k = 0; k < count; ++k) write_soft_block(values[k], width, position + k * width);
+  } else {
+    for (int k = 0; k < count; ++k) write_soft_bits(values[k], width, position + k * width);
   }
-  for (int k = 0; k < count; ++k) write_soft_bits(values[k], width, position + k * width);
 }
 
 // Eight soft bits as a byte. All are SOFT_BIT_ZERO or SOFT_BIT_ONE, which differ in bit 7.
@@ -66,20 +68,22 @@ using BitWindow = std::uint8_t;
 // from `count` on read as 0; readable is count + 8 at least.
 void open_soft_bits(const Word16* soft_bits, int count, BitWindow* windows, int readable);
 
-// An unsigned field of n bits. 0 for n < 1; 16 bits and more saturate at 32767.
+// An unsigned field of n bits, from 0 on; 16 bits and more saturate at 32767.
 inline void read_soft_bits(const BitWindow* position, int n, Word16* result) {
   int value = 0;
   for (; n > 8; n -= 8, position += 8) value = std::min(value << 8 | *position, 32767);
-  *result = static_cast<Word16>(n > 0 ? std::min(value << n | *position >> (8 - n), 32767) : 0);
+  *result = static_cast<Word16>(std::min(value << n | *position >> (8 - n), 32767));
 }
 
 // The reverse of write_soft_bit_array.
 inline void read_soft_bit_array(const BitWindow* position, int count, int width, Word16* results) {
   if (width == 1) {
     read_soft_bits(position, count, results);
-    return;
+  } else if (width <= 8) {
+    for (int k = 0; k < count; ++k) results[k] = position[k * width] >> (8 - width);
+  } else {
+    for (int k = 0; k < count; ++k) read_soft_bits(position + k * width, width, results + k);
   }
-  for (int k = 0; k < count; ++k) read_soft_bits(position + k * width, width, results + k);
 }
 
 }  // namespace g719

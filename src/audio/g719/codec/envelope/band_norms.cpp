@@ -50,12 +50,12 @@ void compute_band_norms(const Word32* spectrum, Word16* norm_index) {
     const BandGroup& g = BAND_GROUPS[group];
     with_fixed_width(g.width, [=](auto width) {
       for (int b = g.first_band; b < g.end_band; ++b) {
-        const int levels = b == 0 ? FIRST_NORM_LEVELS : NUM_NORM_LEVELS;
         const int norm = norm_of<width>(spectrum + band_start[b], group);
-        norm_index[b] = static_cast<Word16>(std::clamp(norm, 0, levels - 1));
+        norm_index[b] = static_cast<Word16>(std::clamp(norm, 0, NUM_NORM_LEVELS - 1));
       }
     });
   }
+  norm_index[0] = std::min<Word16>(norm_index[0], FIRST_NORM_LEVELS - 1);
 }
 
 }  // namespace g719

@@ -130,7 +130,8 @@ int allocate_greedily(Search* search, int budget) {
       rank = take_first(&heaviest);
       if (budget < search->width[rank]) return budget;
       budget -= search->width[rank];
-      if (++search->bits[rank] < MAX_BAND_BITS) served |= bit(rank);
+      const bool takes_more = ++search->bits[rank] < MAX_BAND_BITS;
+      served |= std::uint64_t{takes_more} << rank;
     }
     insert(&search->open, served, weight - 2);
     if (rank != search->last) continue;

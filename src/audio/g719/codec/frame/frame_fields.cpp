@@ -60,16 +60,24 @@ void take_norm_deltas(const BitWindow*& position, FrameFields* fields) {
 // one of 8 bits a vector.
 
 void put_fixed(Word16*& position, const Word16* index, int width, int bits) {
-  const int step = bits == 1 ? VECTOR_SIZE : width;
-  for (int i = 0; i < width; i += step, position += step * bits) {
-    write_soft_bit_array(index + i, step, bits, position);
+  if (bits == 1) {
+    for (int i = 0; i < width; i += VECTOR_SIZE) {
+      write_soft_bit_array(index + i, VECTOR_SIZE, 1, position + i);
+    }
+  } else {
+    write_soft_bit_array(index, width, bits, position);
   }
+  position += width * bits;
 }
 void take_fixed(const BitWindow*& position, Word16* index, int width, int bits) {
-  const int step = bits == 1 ? VECTOR_SIZE : width;
-  for (int i = 0; i < width; i += step, position += step * bits) {
-    read_soft_bit_array(position, step, bits, index + i);
+  if (bits == 1) {
+    for (int i = 0; i < width; i += VECTOR_SIZE) {
+      read_soft_bit_array(position + i, VECTOR_SIZE, 1, index + i);
+    }
+  } else {
+    read_soft_bit_array(position, width, bits, index);
   }
+  position += width * bits;
 }
 
 // The same in Huffman code, where the reader takes two words at once when 8 bits hold both.
@@ -139,10 +147,8 @@ void take_leftover(const BitWindow*& position, FrameFields* fields) {
 
 }  // namespace
 
-int coefficient_budget(const FrameFields* fields, int frame_bits) {
-  const int norm_bits = fields->norm_huffman ? norm_huffman_bits(fields->norm_delta)
-                                             : NUM_NORM_DELTAS * NORM_DELTA_BITS;
-  return spectral_budget(frame_bits, fields->transient) - NUM_FLAGS - FIRST_NORM_BITS - norm_bits;
+int coefficient_budget(int frame_bits, bool transient, int norm_bits) {
+  return spectral_budget(frame_bits, transient) - NUM_FLAGS - FIRST_NORM_BITS - norm_bits;
 }
 
 void allocate_frame(FrameFields* fields, int budget) {
@@ -180,10 +186,12 @@ int read_frame_fields(const Word16* soft_bits, int frame_bits, FrameFields* fiel
   fields->norm_huffman = take(position, FLAG_BITS) != 0;
   fields->coef_huffman = take(position, FLAG_BITS) != 0;
   fields->first_norm = take(position, FIRST_NORM_BITS);
+  const BitWindow* norms = position;
   take_norm_deltas(position, fields);
+  const int norm_bits = static_cast<int>(position - norms);
 
   decode_norm_deltas(fields->first_norm, fields->norm_delta, fields->transient, fields->norm_index);
-  const int budget = coefficient_budget(fields, frame_bits);
+  const int budget = coefficient_budget(frame_bits, fields->transient, norm_bits);
   allocate_frame(fields, budget);
 
   const BitWindow* coefs = position;

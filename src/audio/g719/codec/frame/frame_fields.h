@@ -37,7 +37,7 @@ constexpr int spectral_budget(int frame_bits, bool transient) {
 
 // Bits that the fields of coefficients and leftover bands may take, when those of the norms are
 // known.
-int coefficient_budget(const FrameFields* fields, int frame_bits);
+int coefficient_budget(int frame_bits, bool transient, int norm_bits);
 
 // Works out band_order and band_bits, without leftover bits, from the norms: the same on both
 // sides.

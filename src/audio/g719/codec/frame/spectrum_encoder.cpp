@@ -22,13 +22,15 @@ int choose_coded_bands(const Word16* norm_index, int frame_bits) {
   return all ? NUM_BANDS : NUM_LOW_BANDS;
 }
 
-// Huffman code where it saves bits.
-void choose_norm_code(FrameFields* fields) {
+// Huffman code where it saves bits; these return the bits of the fields.
+
+int choose_norm_code(FrameFields* fields) {
   constexpr int FIXED_BITS = NUM_NORM_DELTAS * NORM_DELTA_BITS;
-  fields->norm_huffman = norm_huffman_bits(fields->norm_delta) < FIXED_BITS;
+  const int huffman_bits = norm_huffman_bits(fields->norm_delta);
+  fields->norm_huffman = huffman_bits < FIXED_BITS;
+  return std::min(huffman_bits, FIXED_BITS);
 }
 
-// And returns the bits of the coefficient fields.
 int choose_coef_code(FrameFields* fields) {
   const int fixed_bits = count_allocated_bits(fields->band_bits);
   const int huffman_bits = count_coef_huffman_bits(fields->coef_index, fields->band_bits);
@@ -45,9 +47,9 @@ void encode_spectrum(Word32* spectrum, int frame_bits, FrameFields* fields, Word
   fields->coded_bands = choose_coded_bands(fields->norm_index, frame_bits);
   encode_norm_deltas(fields->norm_index, fields->transient, &fields->first_norm,
                      fields->norm_delta);
-  choose_norm_code(fields);
+  const int norm_bits = choose_norm_code(fields);
 
-  const int budget = coefficient_budget(fields, frame_bits);
+  const int budget = coefficient_budget(frame_bits, fields->transient, norm_bits);
   allocate_frame(fields, budget);
 
   normalize_bands(spectrum, fields->norm_index, fields->coded_bands, norm_coefs);
