@@ -1,11 +1,11 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
 
-#include "base/lanes.h"
 #include "base/word.h"
 
 namespace g719 {
@@ -17,11 +17,21 @@ namespace g719 {
 // overwritten by the next one, and a frame under work has room for a block behind its end.
 inline constexpr int SOFT_BLOCK = 8;
 
+// The soft bits of each byte.
+inline constexpr auto SOFT_BITS_OF_BYTE = [] {
+  std::array<std::array<Word16, SOFT_BLOCK>, 256> table{};
+  for (int byte = 0; byte < 256; ++byte) {
+    for (int i = 0; i < SOFT_BLOCK; ++i) {
+      table[byte][i] = (byte << i & 128) != 0 ? SOFT_BIT_ONE : SOFT_BIT_ZERO;
+    }
+  }
+  return table;
+}();
+
 // Puts the n low bits of value, n from 0 to 8, into the first soft bits of a block.
 inline void write_soft_block(int value, int n, Word16* position) {
-  constexpr Lanes WEIGHTS = {128, 64, 32, 16, 8, 4, 2, 1};
-  const Lanes zero = (all_lanes(value << (SOFT_BLOCK - n)) & WEIGHTS) == 0;
-  store_lanes(SOFT_BIT_ONE + (SOFT_BIT_ONE - SOFT_BIT_ZERO) * zero, position);
+  const auto byte = static_cast<std::uint8_t>(value << (SOFT_BLOCK - n));
+  std::memcpy(position, SOFT_BITS_OF_BYTE[byte].data(), sizeof SOFT_BITS_OF_BYTE[byte]);
 }
 
 // The n low bits of value; more than 16 repeat the sign. Nothing for n = 0.
