@@ -11,6 +11,7 @@ namespace g719 {
 inline constexpr int NUM_BANDS = 44;
 inline constexpr int NUM_CODED_COEFS = 800;  // coefficients 800 to 959 are never coded
 inline constexpr int MAX_BAND_BITS = 9;      // bits a coefficient
+inline constexpr int MAX_BAND_WIDTH = 32;    // coefficients
 inline constexpr int NUM_LOW_BANDS = 36;     // bands that are coded in every frame
 
 // A run of bands of one width. Bands first_band to end_band - 1 start at coefficient first_coef.

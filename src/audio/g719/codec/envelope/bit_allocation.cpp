@@ -91,7 +91,7 @@ int take_first(std::uint64_t* ranks) {
 struct Search {
   int first_weight[NUM_BANDS];
   int width[NUM_BANDS];
-  int bits[NUM_BANDS];
+  int bits[NUM_BANDS] = {};
   int count;
   RanksByWeight open;  // ranks up to `last` that can take more
   int last;
@@ -199,7 +199,7 @@ void sort_bands_by_weight(Word16* weights, int count, Word16* order) {
 
 void allocate_bits(const Word16* weights, const Word16* order, int budget, int count,
                    Word16* bits) {
-  Search search = {};
+  Search search;
   search.count = count;
   for (int rank = 0; rank < count; ++rank) {
     search.first_weight[rank] = weights[rank];

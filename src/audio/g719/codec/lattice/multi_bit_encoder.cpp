@@ -14,15 +14,6 @@ namespace {
 constexpr int OVERLOAD_MAX_HALVINGS = 15;
 constexpr int OVERLOAD_GROWTH_STEPS = 15;  // of 1/16 each
 
-// 16/3 (coef - bias), of which the low 16 bits are kept.
-Lanes scale(const Word16* coefs) {
-  Word16 scaled[VECTOR_SIZE];
-  for (int i = 0; i < VECTOR_SIZE; ++i) {
-    scaled[i] = extract_l((21845 * sub(coefs[i], LATTICE_BIAS)) >> 12);
-  }
-  return load_lanes(scaled);
-}
-
 // The components that lead back to themselves through an index, as far as they alone decide.
 //
 // A component c becomes k = c + 2^R m; decoding takes 2^R times the integer nearest to k / 2^R off
@@ -56,14 +47,12 @@ bool find_index(Lanes u, int bits, Lanes* index) {
   return sum_of_lanes(changed)[0] == 0;
 }
 
-// Grows the halved vector again by sixteenths of it while its point stays inside the codebook.
+// Grows the halved vector again by sixteenths of it while its point stays inside the codebook. Half
+// of 2^15 and 15 sixteenths of that fit 16 bits.
 void grow(Lanes u, int bits, Lanes* index) {
-  for (int step = 1; step <= OVERLOAD_GROWTH_STEPS; ++step) {
-    Lanes grown;
-    for (int i = 0; i < VECTOR_SIZE; ++i) {
-      const Word32 growth = (u[i] * step) >> 4;
-      grown[i] = saturate(u[i] + growth + (growth < 0 ? 1 : 0));
-    }
+  for (Word16 step = 1; step <= OVERLOAD_GROWTH_STEPS; ++step) {
+    const Lanes growth = (u >> 4) * step + (((u & 15) * step) >> 4);
+    const Lanes grown = u + growth - (growth < 0);
     Lanes grown_index;
     if (!find_index(grown, bits, &grown_index)) return;
     *index = grown_index;
@@ -86,8 +75,12 @@ Lanes quantize(Lanes u, int bits) {
 }  // namespace
 
 void quantize_multi_bit_band(const Word16* norm_coefs, int width, int bits, Word16* coef_index) {
-  for (int j = 0; j < width; j += VECTOR_SIZE) {
-    store_lanes(quantize(scale(norm_coefs + j), bits), coef_index + j);
+  Word16 scaled[MAX_BAND_WIDTH];  // 16/3 (coef - bias), of which the low 16 bits are kept
+  for (int i = 0; i < width; ++i) {
+    scaled[i] = extract_l((21845 * sub(norm_coefs[i], LATTICE_BIAS)) >> 12);
+  }
+  for (int i = 0; i < width; i += VECTOR_SIZE) {
+    store_lanes(quantize(load_lanes(scaled + i), bits), coef_index + i);
   }
 }
 
