@@ -21,6 +21,7 @@ PayloadLayout parse_payload(const std::uint8_t* bytes, std::size_t size) {
   const std::size_t bytes_held = size - PAYLOAD_HEADER_BYTES;
   const std::size_t bytes_of_frames = std::min(bytes_held, bytes_promised);
   layout.frames_complete = static_cast<std::uint32_t>(bytes_of_frames / layout.frame_bytes);
+  layout.bytes_behind = bytes_held - bytes_of_frames;
   return layout;
 }
 

@@ -46,6 +46,7 @@ struct PayloadLayout {
   std::int32_t bitrate;           // bit/s
   std::uint32_t frames_promised;  // N
   std::uint32_t frames_complete;  // those of them that the payload holds whole
+  std::size_t bytes_behind;       // what follows the last promised frame
 };
 
 // Reads the header of the `size` bytes at `bytes`, at least PAYLOAD_HEADER_BYTES.

@@ -21,9 +21,15 @@
 
 struct _ZelG719Dec {
   GstAudioDecoder parent;
-  g719_decoder* decoder;  // owned; null until the first decodable payload and after stop
-  gint32 bitrate;         // of the decoder, bit/s; 0: none yet
+  g719_decoder* decoder;      // owned; null until the first decodable payload and after stop
+  gint32 bitrate;             // of the decoder, bit/s; 0: none yet
+  gboolean blocksize_hinted;  // since start
 };
+
+// Why the payloads of a file may look broken.
+static constexpr char BLOCKSIZE_HINT[] =
+    "A file of payloads is read one payload a buffer: set blocksize of the file source to the "
+    "payload size, for example 122.";
 
 GST_DEBUG_CATEGORY_STATIC(zel_g719_dec_debug);
 #define GST_CAT_DEFAULT zel_g719_dec_debug
@@ -70,6 +76,7 @@ static gboolean zel_g719_dec_start(GstAudioDecoder* base) {
   gst_audio_decoder_set_estimate_rate(base, TRUE);
   auto* self = ZEL_G719_DEC(base);
   self->bitrate = 0;
+  self->blocksize_hinted = FALSE;
   return TRUE;
 }
 
@@ -114,6 +121,25 @@ static void zel_g719_dec_log_no_frame_size(ZelG719Dec* self, gint32 L) {
     GST_WARNING_OBJECT(self, "ToC L: 1-7 -> N/A (reserved)");
   } else {
     GST_WARNING_OBJECT(self, "ToC L: 28-31 -> N/A (reserved)");
+  }
+}
+
+// Says when a payload is too short or too long for its frames. A payload file that is read in
+// blocks of another size would play as noise without a word, so the application hears of the first
+// payload that is too long. Streams with timestamps come from elsewhere.
+static void zel_g719_dec_check_size(ZelG719Dec* self, const GstBuffer* input, gsize size,
+                                    const g719::PayloadLayout& layout) {
+  if (layout.frames_complete < layout.frames_promised) {
+    GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %u of %u frames", size,
+                       layout.frames_complete, layout.frames_promised);
+  }
+  if (layout.bytes_behind > 0 && !GST_BUFFER_PTS_IS_VALID(input) && !self->blocksize_hinted) {
+    self->blocksize_hinted = TRUE;
+    GST_ELEMENT_WARNING(self, STREAM, FORMAT,
+                        ("A payload of %" G_GSIZE_FORMAT " bytes has %" G_GSIZE_FORMAT
+                         " more behind it, which are ignored. %s",
+                         size - layout.bytes_behind, layout.bytes_behind, BLOCKSIZE_HINT),
+                        (nullptr));
   }
 }
 
@@ -169,7 +195,8 @@ static GstFlowReturn zel_g719_dec_read_payload(ZelG719Dec* self, GstBuffer* inpu
   const guint8 toc = payload.data()[0];
   if (g719::toc_has_follower(toc)) {
     GST_ERROR_OBJECT(self, "Oh NO! More then one ToC. Not supported!");
-    GST_ELEMENT_ERROR(self, STREAM, DECODE, ("A payload has more than one ToC byte."), (nullptr));
+    GST_ELEMENT_ERROR(self, STREAM, DECODE, ("A payload has more than one ToC byte."),
+                      (GST_BUFFER_PTS_IS_VALID(input) ? nullptr : BLOCKSIZE_HINT));
     return GST_FLOW_ERROR;
   }
   const g719::PayloadLayout layout = g719::parse_payload(payload.data(), payload.size());
@@ -181,10 +208,7 @@ static GstFlowReturn zel_g719_dec_read_payload(ZelG719Dec* self, GstBuffer* inpu
   GST_DEBUG_OBJECT(self, "Parsed ToC: bytes-per-frame: %u, bitrate=%d, frames: %u",
                    layout.frame_bytes, layout.bitrate, layout.frames_promised);
   if (!zel_g719_dec_init_decoder(self, layout.bitrate)) return GST_FLOW_ERROR;
-  if (layout.frames_complete < layout.frames_promised) {
-    GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %u of %u frames",
-                       payload.size(), layout.frames_complete, layout.frames_promised);
-  }
+  zel_g719_dec_check_size(self, input, payload.size(), layout);
   GST_LOG_OBJECT(self, "we have %u frames, %u in, %u out", layout.frames_complete,
                  layout.frames_complete * layout.frame_bytes,
                  layout.frames_complete * static_cast<guint>(g719::FRAME_PCM_BYTES));
