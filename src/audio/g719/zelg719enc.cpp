@@ -114,10 +114,27 @@ static gboolean zel_g719_enc_init_encoder(ZelG719Enc* self, gint32 bitrate) {
   return TRUE;
 }
 
+// Whether downstream takes the output caps of the present bitrate. When the bitrate alone is in the
+// way, the application hears what to do; the framework would only say not-negotiated.
+static gboolean zel_g719_enc_is_wanted(ZelG719Enc* self, GstCaps* caps, gint32 bitrate) {
+  GstPad* pad = GST_AUDIO_ENCODER_SRC_PAD(self);
+  g_autoptr(GstCaps) offered = gst_pad_get_pad_template_caps(pad);
+  g_autoptr(GstCaps) wanted = gst_pad_peer_query_caps(pad, offered);
+  if (gst_caps_is_empty(wanted) || gst_caps_can_intersect(wanted, caps)) return TRUE;
+
+  GST_ELEMENT_ERROR(
+      self, CORE, NEGOTIATION,
+      ("zelg719enc cannot produce the bitrate that is asked for downstream; set its "
+       "property bitrate to 32000, 48000 or 64000."),
+      ("property bitrate: %d, downstream: %" GST_PTR_FORMAT, bitrate, static_cast<void*>(wanted)));
+  return FALSE;
+}
+
 // Makes the instance and the output caps agree on `bitrate`.
 static GstFlowReturn zel_g719_enc_fit_bitrate(ZelG719Enc* self, gint32 bitrate) {
   g_autoptr(GstCaps) caps = gst_caps_make_writable(gst_static_pad_template_get_caps(&src_template));
   gst_structure_fixate_field_nearest_int(gst_caps_get_structure(caps, 0), "bitrate", bitrate);
+  if (!zel_g719_enc_is_wanted(self, caps, bitrate)) return GST_FLOW_NOT_NEGOTIATED;
   if (bitrate != self->encoder->bitrate && !zel_g719_enc_init_encoder(self, bitrate)) {
     return GST_FLOW_ERROR;
   }
