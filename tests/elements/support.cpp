@@ -1,259 +1,302 @@
 #include "support.h"
 
+#include <gst/audio/gstaudioencoder.h>
+
 #include <algorithm>
-#include <cmath>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <utility>
+#include <map>
+#include <sstream>
 
-#include "g719.h"
+std::string broken;
 
-std::string vector_path(const std::string& name) { return VECTOR_DIR "/" + name; }
+namespace {
 
-Bytes vector_file(const std::string& name) {
-  Bytes bytes = read_file(vector_path(name));
-  EXPECT_FALSE(bytes.empty()) << name;
-  return bytes;
+constexpr char RAW_CAPS[] = "audio/x-raw,format=S16LE,layout=interleaved,rate=48000,channels=1";
+constexpr gsize FRAME_PCM_BYTES = 1920;
+
+// Bytes a frame for each length code of the ToC byte, 0 where there are none.
+constexpr gint FRAME_BYTES[32] = {0,   0,   0,   0,   0,   0,   0,   0,   80,  90,  100,
+                                  110, 120, 130, 140, 150, 160, 170, 180, 190, 200, 210,
+                                  220, 240, 260, 280, 300, 320, 0,   0,   0,   0};
+
+std::string outcome;  // of the present step
+void note(const std::string& line) { outcome += "=> " + line + "\n"; }
+
+// Notes what elements say, as "LEVEL message". The texts of errors are read from the bus.
+void note_log(GstDebugCategory* category, GstDebugLevel level, const gchar*, const gchar*, gint,
+              GObject* object, GstDebugMessage* message, gpointer) {
+  const std::string name = gst_debug_level_get_name(level), text = gst_debug_message_get(message);
+  if (!g_str_has_prefix(gst_debug_category_get_name(category), "g719")) return;
+  if (!GST_IS_ELEMENT(object) || text.starts_with("error: ")) return;
+  note(name.substr(0, name.find(' ')) + " " + text);
 }
 
-Bytes test_audio(gsize frames, guint seed) {
-  Bytes bytes(frames * FRAME_PCM_BYTES);
-  guint32 noise = seed * 2654435761U + 1;
-  for (gsize n = 0; n < bytes.size() / 2; n++) {
-    noise = noise * 1664525U + 1013904223U;
-    const double t = static_cast<double>(n) / 48000.0;
-    const double loudness = 6000.0 * (1.0 + std::sin(9.0 * t + seed));
-    double x = loudness * std::sin((2000.0 + 700.0 * seed) * t) +
-               0.1 * loudness * (static_cast<double>(noise >> 16) / 32768.0 - 1.0);
-    if (noise % 5003U == 0) x += 15000.0;
-    const auto sample = static_cast<gint16>(CLAMP(x, -32768.0, 32767.0));
-    std::memcpy(&bytes[2 * n], &sample, sizeof sample);
+// The recorded music, from its start again and again.
+std::string next_music(Element* e, gsize size) {
+  static const std::string MUSIC = contents("vectors/musiclike.pcm");
+  std::string music(size, '\0');
+  for (char& byte : music) byte = MUSIC.at(e->position++ % MUSIC.size());
+  return music;
+}
+
+void send_segment(Element* e) {
+  GstSegment segment;
+  gst_segment_init(&segment, e->format);
+  gst_harness_push_event(e->h, gst_event_new_segment(&segment));
+}
+
+void send_start(Element* e, const std::string& caps) {
+  gst_harness_push_event(e->h, gst_event_new_stream_start("test"));
+  if (caps != "none") {
+    const std::string own = e->is_encoder ? RAW_CAPS : "audio/G719";
+    g_autoptr(GstCaps) sent = gst_caps_from_string((caps.empty() ? own : caps).c_str());
+    if (!gst_pad_peer_query_accept_caps(e->h->srcpad, sent)) return note("refused");
+    gst_harness_push_event(e->h, gst_event_new_caps(sent));
   }
-  return bytes;
+  send_segment(e);
+  e->is_started = true;
 }
 
-CodecStream::CodecStream(gint bitrate)
-    : encoder_(g719_encoder_create(bitrate)), decoder_(g719_decoder_create(bitrate)) {}
-
-CodecStream::~CodecStream() {
-  g719_encoder_destroy(encoder_);
-  g719_decoder_destroy(decoder_);
-}
-
-Bytes CodecStream::encode(Span pcm) {
-  const auto frame_bytes = static_cast<gsize>(encoder_->frame_bytes);
-  const gsize frames = pcm.size() / FRAME_PCM_BYTES;
-  Bytes bytes;
-  for (gsize i = 0; i < frames; i++) {
-    gint16 samples[960];
-    std::memcpy(samples, &pcm[i * FRAME_PCM_BYTES], sizeof samples);
-    Bytes frame(frame_bytes);
-    g719_encoder_encode(encoder_, samples, frame.data());
-    bytes.push_back(static_cast<guint8>(frame_bytes / 10 * 4));
-    bytes.push_back(1);
-    bytes.insert(bytes.end(), frame.begin(), frame.end());
-  }
-  return bytes;
-}
-
-Bytes CodecStream::decode(Span frames) {
-  const auto frame_bytes = static_cast<gsize>(decoder_->frame_bytes);
-  Bytes bytes(frames.size() / frame_bytes * FRAME_PCM_BYTES);
-  for (gsize i = 0; i < frames.size() / frame_bytes; i++) {
-    gint16 samples[960];
-    g719_decoder_decode(decoder_, &frames[i * frame_bytes], samples, 0);
-    std::memcpy(&bytes[i * FRAME_PCM_BYTES], samples, sizeof samples);
-  }
-  return bytes;
-}
-
-Span part(const Bytes& bytes, gsize start, gsize size) { return Span(bytes).subspan(start, size); }
-
-Bytes operator+(Bytes a, Span b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
-}
-
-GstBuffer* new_buffer(Span bytes, GstClockTime pts, Placement placement) {
-  const gsize offset = placement == Placement::ALIGNED ? 0 : 1;
-  GstBuffer* buffer = gst_buffer_new();
-  if (!bytes.empty()) {
-    auto* block = static_cast<guint8*>(g_malloc(offset + bytes.size()));
-    std::memcpy(block + offset, bytes.data(), bytes.size());
-    gst_buffer_append_memory(
-        buffer, gst_memory_new_wrapped(GST_MEMORY_FLAG_READONLY, block, offset + bytes.size(),
-                                       offset, bytes.size(), block, g_free));
-  }
+// Pushes the bytes at an odd address, with nothing that could be read behind them.
+GstFlowReturn push(Element* e, const std::string& bytes, GstClockTime pts) {
+  if (!e->is_started) send_start(e, "");
+  GstBuffer* buffer = gst_buffer_new_memdup(("?" + bytes).data(), bytes.size() + 1);
+  gst_buffer_resize(buffer, 1, -1);
   GST_BUFFER_PTS(buffer) = pts;
-  return buffer;
+  return gst_harness_push(e->h, buffer);
 }
 
-Bytes payload(guint8 toc, guint8 frame_count, Span bytes) {
-  return Bytes{toc, frame_count} + bytes;
+GstFlowReturn push_audio(Element* e, std::istream& words, GstClockTime time) {
+  gsize samples = 0, block = 1 << 20, done = 0;
+  std::string by;
+  words >> samples >> by >> block;
+  GstFlowReturn flow = GST_FLOW_OK;
+  do {
+    const std::string audio = next_music(e, 2 * std::min(block, samples - done));
+    e->input += audio;
+    const GstClockTime after = gst_util_uint64_scale(done, GST_SECOND, 48000);
+    flow = push(e, audio, GST_CLOCK_TIME_IS_VALID(time) ? time + after : time);
+    done += block;
+  } while (done < samples);
+  return flow;
 }
 
-Element::Element(const char* name, gint bitrate)
-    : is_encoder_(std::string(name) == "zelg719enc"), bus_(gst_bus_new()) {
-  GstElement* element = gst_element_factory_make(name, nullptr);
-  if (bitrate != 0) g_object_set(element, "bitrate", bitrate, nullptr);
-  gst_element_set_bus(element, bus_);
-  h = gst_harness_new_with_element(element, "sink", "src");
-  gst_object_unref(element);
-  gst_harness_set_src_caps_str(h, is_encoder_ ? RAW_CAPS : "audio/G719");
+GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
+  guint toc = 0, count = 0;
+  gsize size = 0;
+  std::string payload;
+  if (words >> std::hex >> toc) payload += static_cast<char>(toc);
+  if (words >> std::dec >> count >> size) payload += static_cast<char>(count);
+  e->bitrate = FRAME_BYTES[toc >> 2 & 31] * 400;
+  e->input = next_music(e, size);
+  return push(e, payload + e->input, time);
 }
 
-Element::~Element() {
-  gst_bus_set_flushing(bus_, TRUE);
-  gst_element_set_bus(h->element, nullptr);
-  gst_harness_teardown(h);
-  gst_object_unref(bus_);
+void flush(Element* e) {
+  gst_harness_push_event(e->h, gst_event_new_flush_start());
+  gst_harness_push_event(e->h, gst_event_new_flush_stop(TRUE));
+  send_segment(e);
+  e->input.clear();
 }
 
-GstFlowReturn Element::push(Span bytes, GstClockTime pts) {
-  return gst_harness_push(h, new_buffer(bytes, pts));
-}
-
-std::vector<Packet> Element::pull() {
-  std::vector<Packet> packets;
-  while (GstBuffer* buffer = gst_harness_try_pull(h)) {
-    Packet packet = {{}, GST_BUFFER_PTS(buffer), GST_BUFFER_DURATION(buffer)};
-    packet.bytes.resize(gst_buffer_get_size(buffer));
-    gst_buffer_extract(buffer, 0, packet.bytes.data(), packet.bytes.size());
-    packets.push_back(std::move(packet));
-    gst_buffer_unref(buffer);
+void restart(Element* e) {
+  e->input.clear();
+  for (GstState state : {GST_STATE_READY, GST_STATE_PAUSED, GST_STATE_NULL, GST_STATE_PLAYING}) {
+    if (gst_element_set_state(e->h->element, state) == GST_STATE_CHANGE_FAILURE) return;
   }
-  return packets;
+  send_start(e, "");
 }
 
-Bytes Element::pull_bytes() {
-  Bytes bytes;
-  for (const Packet& packet : pull()) bytes = std::move(bytes) + packet.bytes;
-  return bytes;
+void misalign(Element* e) {
+  GstAllocationParams params = {};
+  params.prefix = 1;
+  gst_harness_set_propose_allocator(e->h, nullptr, &params);
 }
 
-void Element::send_stream_start() {
-  gst_harness_push_event(h, gst_event_new_stream_start("test"));
-  GstCaps* caps = gst_caps_from_string(is_encoder_ ? RAW_CAPS : "audio/G719");
-  gst_harness_push_event(h, gst_event_new_caps(caps));
-  gst_caps_unref(caps);
-  GstSegment segment;
-  gst_segment_init(&segment, GST_FORMAT_TIME);
-  gst_harness_push_event(h, gst_event_new_segment(&segment));
-}
-
-void Element::flush(GstClockTime new_start) {
-  EXPECT_TRUE(gst_harness_push_event(h, gst_event_new_flush_start()));
-  EXPECT_TRUE(gst_harness_push_event(h, gst_event_new_flush_stop(TRUE)));
-  GstSegment segment;
-  gst_segment_init(&segment, GST_FORMAT_TIME);
-  segment.start = segment.time = segment.position = new_start;
-  EXPECT_TRUE(gst_harness_push_event(h, gst_event_new_segment(&segment)));
-}
-
-void Element::restart() {
-  EXPECT_EQ(gst_element_set_state(h->element, GST_STATE_NULL), GST_STATE_CHANGE_SUCCESS);
-  EXPECT_EQ(gst_element_set_state(h->element, GST_STATE_PLAYING), GST_STATE_CHANGE_SUCCESS);
-  send_stream_start();
-}
-
-std::string Element::error() {
-  GstMessage* message = gst_bus_pop_filtered(bus_, GST_MESSAGE_ERROR);
-  if (message == nullptr) return "";
-  GError* error = nullptr;
-  gst_message_parse_error(message, &error, nullptr);
-  std::string text = error->message;
-  g_error_free(error);
-  gst_message_unref(message);
+std::string output_caps(Element* e) {
+  g_autoptr(GstCaps) caps = gst_pad_get_current_caps(e->h->sinkpad);
+  g_autofree gchar* text = gst_caps_to_string(caps);
   return text;
 }
 
-std::string Element::output_caps() {
-  GstCaps* caps = gst_pad_get_current_caps(h->sinkpad);
-  if (caps == nullptr) return "";
-  gchar* text = gst_caps_to_string(caps);
-  gst_caps_unref(caps);
-  std::string result = text;
-  g_free(text);
-  return result;
+void note_facts(Element* e) {
+  note(output_caps(e));
+  note("latency " + std::to_string(gst_harness_query_latency(e->h) / GST_MSECOND) + " ms");
+  if (!e->is_encoder) return;
+  auto* base = GST_AUDIO_ENCODER(e->h->element);
+  note("samples " + std::to_string(gst_audio_encoder_get_frame_samples_min(base)) + " to " +
+       std::to_string(gst_audio_encoder_get_frame_samples_max(base)));
 }
 
-std::string run_pipeline(const std::string& line) {
-  GError* error = nullptr;
-  GstElement* pipeline = gst_parse_launch(line.c_str(), &error);
-  std::string result;
-  if (error == nullptr) {
-    GstBus* bus = gst_element_get_bus(pipeline);
-    gst_element_set_state(pipeline, GST_STATE_PLAYING);
-    GstMessage* message = gst_bus_timed_pop_filtered(
-        bus, 60 * GST_SECOND, static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
-    if (message == nullptr) {
-      result = "no end within a minute";
-    } else {
-      if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_ERROR) {
-        gst_message_parse_error(message, &error, nullptr);
-      }
-      gst_message_unref(message);
-    }
-    gst_element_set_state(pipeline, GST_STATE_NULL);
-    gst_object_unref(bus);
+Codec new_codec(gint bitrate) {
+  g719_encoder* encoder = g719_encoder_create(bitrate);
+  g719_decoder* decoder = g719_decoder_create(bitrate);
+  const Codec codec = {*encoder, *decoder};
+  g719_encoder_destroy(encoder);
+  g719_decoder_destroy(decoder);
+  return codec;
+}
+
+// What the codec makes of 960 samples or of one frame: a payload, or 960 samples.
+std::string coded(Codec* codec, const char* input, bool is_encoder) {
+  gint16 samples[960];
+  std::string bytes(FRAME_PCM_BYTES, '\0');
+  if (!is_encoder) {
+    g719_decoder_decode(&codec->decoder, reinterpret_cast<const guint8*>(input), samples, 0);
+    for (gsize i = 0; i < 960; i++) GST_WRITE_UINT16_LE(&bytes[2 * i], samples[i]);
+    return bytes;
   }
-  if (error != nullptr) result = error->message;
-  g_clear_error(&error);
-  gst_clear_object(&pipeline);
-  return result;
+  for (gsize i = 0; i < 960; i++) {
+    samples[i] = static_cast<gint16>(GST_READ_UINT16_LE(input + 2 * i));
+  }
+  bytes = {static_cast<char>(codec->encoder.bitrate / 1000), 1};
+  bytes.resize(2 + static_cast<gsize>(codec->encoder.frame_bytes));
+  g719_encoder_encode(&codec->encoder, samples, reinterpret_cast<guint8*>(&bytes[2]));
+  return bytes;
 }
 
-TemporaryFolder::TemporaryFolder() {
-  gchar* made = g_dir_make_tmp("zelg719-XXXXXX", nullptr);
-  path = made;
-  g_free(made);
+// Whether `bytes` is what `codec` makes of the next frames of the input, which are then behind it.
+bool goes_on(Element* e, Codec codec, gint bitrate, gsize frames, const std::string& bytes) {
+  const gsize size = e->is_encoder ? FRAME_PCM_BYTES : static_cast<gsize>(bitrate / 400);
+  if (codec.encoder.bitrate != bitrate || e->input.size() < frames * size) return false;
+  std::string expected;
+  for (gsize i = 0; i < frames; i++) expected += coded(&codec, &e->input[i * size], e->is_encoder);
+  if (expected != bytes) return false;
+  e->codec = codec;
+  e->input.erase(0, frames * size);
+  return true;
 }
 
-TemporaryFolder::~TemporaryFolder() { std::filesystem::remove_all(path); }
-
-Bytes read_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+void note_buffer(Element* e, GstBuffer* buffer) {
+  const std::string bytes = contents(buffer), caps = output_caps(e);
+  const gint bitrate =
+      e->is_encoder ? std::stoi(caps.substr(caps.find("bitrate=(int)") + 13)) : e->bitrate;
+  const gsize frames = e->is_encoder ? 1 : bytes.size() / FRAME_PCM_BYTES;
+  const bool is_on = goes_on(e, e->codec, bitrate, frames, bytes);
+  const bool is_new = !is_on && goes_on(e, new_codec(bitrate), bitrate, frames, bytes);
+  std::ostringstream text;
+  text << frames << (is_on ? " on " : is_new ? " new " : " wrong ") << bitrate;
+  if (GST_BUFFER_PTS_IS_VALID(buffer)) {
+    // To the us: times that count samples are rounded to ns.
+    text << " @" << static_cast<double>((GST_BUFFER_PTS(buffer) + 500) / 1000) / 1000;
+    const GstClockTime duration = (GST_BUFFER_DURATION(buffer) + 500) / 1000;
+    if (duration != frames * 20000) text << " lasts " << duration;
+  }
+  gsize offset = 0;
+  gst_buffer_get_sizes(buffer, &offset, nullptr);
+  note(text.str() + (offset % 2 == 1 ? " misaligned" : ""));
 }
 
-void write_file(const std::string& path, Span bytes) {
-  std::ofstream file(path, std::ios::binary);
-  for (guint8 byte : bytes) file.put(static_cast<char>(byte));
-  EXPECT_TRUE(file.flush()) << path;
+void note_message(GstMessage* message) {
+  g_autoptr(GError) error = nullptr;
+  gst_structure_get(gst_message_get_structure(message), "gerror", G_TYPE_ERROR, &error, nullptr);
+  note(std::string(GST_MESSAGE_TYPE_NAME(message)) + ": " + error->message);
 }
 
-LogCapture::LogCapture(const char* category) : category_(category) {
-  // In brackets: what GStreamer defines as macros of these names is no clean C++.
+class Case : public testing::Test {
+ public:
+  Case(Player play, std::string text) : play_(std::move(play)), text_(std::move(text)) {}
+  void TestBody() override {
+    std::istringstream lines(text_);
+    std::string played;
+    for (std::string line; std::getline(lines, line);) {
+      if (!line.starts_with("=> ")) played += line + "\n" + play_(line);
+    }
+    EXPECT_EQ(played, text_);
+  }
+
+ private:
+  Player play_;
+  std::string text_;
+};
+
+}  // namespace
+
+Element::Element(const std::string& suite) : is_encoder(suite == "Encoder"), bus(gst_bus_new()) {
+  // In brackets: macros of these names are no clean C++.
   (gst_debug_remove_log_function)(gst_debug_log_default);
-  (gst_debug_add_log_function)(log, this, nullptr);
-  gst_debug_set_threshold_for_name(category, GST_LEVEL_LOG);
+  (gst_debug_add_log_function)(note_log, nullptr, nullptr);
+  gst_debug_set_threshold_for_name("g719*", GST_LEVEL_INFO);
+  GstElement* element = gst_element_factory_make(is_encoder ? "zelg719enc" : "zelg719dec", nullptr);
+  gst_element_set_bus(element, bus);
+  h = gst_harness_new_with_element(element, "sink", "src");
+  gst_object_unref(element);
 }
 
-LogCapture::~LogCapture() {
-  gst_debug_unset_threshold_for_name(category_.c_str());
-  gst_debug_remove_log_function_by_data(this);
+Element::~Element() {
+  gst_bus_set_flushing(bus, TRUE);
+  gst_harness_teardown(h);
+  gst_object_unref(bus);
+  gst_debug_unset_threshold_for_name("g719*");
+  (gst_debug_remove_log_function)(note_log);
   (gst_debug_add_log_function)(gst_debug_log_default, nullptr, nullptr);
 }
 
-void LogCapture::log(GstDebugCategory* category, GstDebugLevel level, const gchar*, const gchar*,
-                     gint, GObject* object, GstDebugMessage* message, gpointer data) {
-  auto* self = static_cast<LogCapture*>(data);
-  if (self->category_ != gst_debug_category_get_name(category)) return;
-  EXPECT_TRUE(GST_IS_ELEMENT(object));
-  const std::lock_guard lock(self->mutex_);
-  std::string name = gst_debug_level_get_name(level);
-  name.erase(name.find_last_not_of(' ') + 1);
-  self->lines_.push_back(name + " " + gst_debug_message_get(message));
+std::string Element::step(const std::string& text) {
+  const gsize at = text.find(" @"), failing = text.find(" !");
+  const GstClockTime time =
+      at == std::string::npos ? GST_CLOCK_TIME_NONE : std::stoul(text.substr(at + 2)) * GST_MSECOND;
+  std::istringstream words(text.substr(0, std::min(at, failing)));
+  std::string verb, word;
+  words >> verb;
+  GstFlowReturn flow = GST_FLOW_OK;
+  const std::map<std::string, std::function<void()>> VERBS = {
+      {"push", [&] { flow = (is_encoder ? push_audio : push_payload)(this, words, time); }},
+      {"set", [&] { gst_util_set_object_arg(G_OBJECT(h->element), "bitrate", &text[4]); }},
+      {"caps", [&] { words >> word, send_start(this, word); }},
+      {"bytes", [&] { format = GST_FORMAT_BYTES; }},
+      {"facts", [&] { note_facts(this); }},
+      {"flush", [&] { flush(this); }},
+      {"eos", [&] { gst_harness_push_event(h, gst_event_new_eos()); }},
+      {"restart", [&] { restart(this); }},
+      {"misalign", [&] { misalign(this); }},
+      {"log", [&] { gst_debug_set_threshold_for_name("g719*", GST_LEVEL_LOG); }},
+  };
+  outcome.clear();
+  broken = failing == std::string::npos ? "" : text.substr(failing + 2);
+  VERBS.at(verb)();
+  broken.clear();
+  const auto types = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_WARNING);
+  while (g_autoptr(GstMessage) message = gst_bus_pop_filtered(bus, types)) note_message(message);
+  while (g_autoptr(GstBuffer) buffer = gst_harness_try_pull(h)) note_buffer(this, buffer);
+  if (flow != GST_FLOW_OK) note(std::string("flow ") + gst_flow_get_name(flow));
+  return outcome;
 }
 
-std::vector<std::string> LogCapture::take() {
-  const std::lock_guard lock(mutex_);
-  return std::exchange(lines_, {});
+void add_cases(const std::string& path, const std::function<Player(const std::string&)>& start) {
+  std::map<std::string, std::string> cases;
+  std::string name;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    if (!line.starts_with(' ')) {
+      name = line;
+      continue;
+    }
+    const gsize first = line.find_first_not_of(' '), arrow = line.find("=> ");
+    std::string what = line.substr(first, arrow - first);
+    what.erase(what.find_last_not_of(' ') + 1);
+    if (!what.empty()) cases[name] += what + "\n";
+    if (arrow != std::string::npos) cases[name] += line.substr(arrow) + "\n";
+  }
+  for (const auto& [full_name, text] : cases) {
+    const gsize dot = full_name.find('.');
+    const std::string suite = full_name.substr(0, dot);
+    testing::RegisterTest(
+        suite.c_str(), &full_name[dot + 1], nullptr, nullptr, path.c_str(), 0,
+        [=, text = text]() -> testing::Test* { return new Case(start(suite), text); });
+  }
 }
 
-int LogCapture::count(const std::string& line) {
-  const std::lock_guard lock(mutex_);
-  return static_cast<int>(std::count(lines_.begin(), lines_.end(), line));
+std::string contents(GstBuffer* buffer) {
+  GstMapInfo map = GST_MAP_INFO_INIT;
+  EXPECT_TRUE(gst_buffer_map(buffer, &map, GST_MAP_READ));
+  const std::string bytes(reinterpret_cast<const char*>(map.data), map.size);
+  gst_buffer_unmap(buffer, &map);
+  return bytes;
+}
+
+std::string contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

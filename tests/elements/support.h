@@ -1,123 +1,65 @@
-// What the element tests share: harnesses, buffers, reference streams from the codec itself, and
-// the log.
+// What the programs of this folder share: files of cases, and what plays the steps of a case.
 #pragma once
 
 #include <gst/check/gstharness.h>
-#include <gst/gst.h>
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <mutex>
-#include <span>
+#include <functional>
 #include <string>
-#include <vector>
 
-using Bytes = std::vector<guint8>;
-using Span = std::span<const guint8>;
+#include "g719.h"
 
-inline constexpr gsize FRAME_PCM_BYTES = 1920;
-inline constexpr GstClockTime FRAME_TIME = 20 * GST_MSECOND;
-inline constexpr char RAW_CAPS[] =
-    "audio/x-raw,format=S16LE,layout=interleaved,rate=48000,channels=1";
+// Takes a step and returns what comes of it, every line as "=> line\n".
+using Player = std::function<std::string(const std::string&)>;
 
-struct Rate {
-  gint bitrate;
-  gsize payload_bytes;
-  guint8 toc;
-};
-inline constexpr Rate RATES[] = {{32000, 82, 0x20}, {48000, 122, 0x30}, {64000, 162, 0x40}};
+// Makes a test of every case in a file. A case is a line "Suite.Name" and, indented, its steps,
+// each with what must come of it: "step => line", and more lines "=> line". `start` gives a player
+// for a case of the suite.
+void add_cases(const std::string& path, const std::function<Player(const std::string&)>& start);
 
-// A file of tests/vectors: where it lies, and what is in it. An empty one fails the test.
-std::string vector_path(const std::string& name);
-Bytes vector_file(const std::string& name);
+// What fails at the moment: "create" (an instance), "allocate" (an output buffer), "map input",
+// "map output"; "" for nothing.
+extern std::string broken;
 
-// Audio of every kind of loudness, tones and clicks, different for every seed.
-Bytes test_audio(gsize frames, guint seed);
-
-// One stream through the codec without any element.
-class CodecStream {
- public:
-  explicit CodecStream(gint bitrate);
-  ~CodecStream();
-  CodecStream(const CodecStream&) = delete;
-  CodecStream& operator=(const CodecStream&) = delete;
-  Bytes encode(Span pcm);     // whole payloads of the whole frames in `pcm`, back to back
-  Bytes decode(Span frames);  // frames without headers to audio
-
- private:
-  struct g719_encoder* encoder_;
-  struct g719_decoder* decoder_;
+// The codec without any element. Its instances hold no pointers, so a copy goes its own way.
+struct Codec {
+  g719_encoder encoder;
+  g719_decoder decoder;
 };
 
-Span part(const Bytes& bytes, gsize start, gsize size);
-Bytes operator+(Bytes a, Span b);
-
-// A copy of `bytes` in a heap block of exactly that size, or one byte off its alignment.
-enum class Placement { ALIGNED, MISALIGNED };
-GstBuffer* new_buffer(Span bytes, GstClockTime pts = GST_CLOCK_TIME_NONE,
-                      Placement placement = Placement::ALIGNED);
-
-// A payload header followed by `bytes`.
-Bytes payload(guint8 toc, guint8 frame_count, Span bytes);
-
-struct Packet {
-  Bytes bytes;
-  GstClockTime pts;
-  GstClockTime duration;
-};
-
-// One element in a GstHarness, with a bus that catches its errors.
-class Element {
- public:
-  explicit Element(const char* name, gint bitrate = 0);
+// An element in a GstHarness, driven by these steps:
+//
+//   push N [by M]               encoder: N samples of recorded music, in buffers of M
+//   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames
+//   set BITRATE                 writes the property
+//   caps [CAPS]                 stream start, caps, segment; sent by themselves before the first
+//   push caps none                   the same without caps bytes                       from now on
+//   segments count bytes, as those of filesrc do facts                       asks for output caps,
+//   latency, samples a frame flush, eos                  events restart                     to
+//   READY, PAUSED, NULL and back to PLAYING, then as `caps` misalign                    asks for
+//   output at odd addresses, where all input stands log                         the whole log
+//   counts from now on, not only INFO and worse
+//
+// " @T" after a push is its timestamp in ms, " !WHAT" after a step makes that fail, see `broken`.
+//
+// What comes of it are log lines, errors and warnings on the bus, buffers, a flow return other than
+// ok. "2 on 64000 @20" is a buffer of two frames at 64000 bit/s and 20 ms, byte for byte what the
+// codec gives that goes on from the frames before; "new" what it gives from cleared memory, "wrong"
+// neither.
+struct Element {
+  explicit Element(const std::string& suite);  // "Encoder" or "Decoder"
   ~Element();
-  Element(const Element&) = delete;
-  Element& operator=(const Element&) = delete;
+  std::string step(const std::string& text);
 
-  GstFlowReturn push(Span bytes, GstClockTime pts = GST_CLOCK_TIME_NONE);
-  std::vector<Packet> pull();  // everything that has come out since the last call
-  Bytes pull_bytes();
-  void flush(GstClockTime new_start);
-  void restart();       // to NULL and back to PLAYING, caps and segment sent again
-  std::string error();  // text of the element error on the bus, "" when there is none
-  std::string output_caps();
-  void send_stream_start();
-
+  bool is_encoder, is_started = false;
   GstHarness* h;
-
- private:
-  bool is_encoder_;
-  GstBus* bus_;
+  GstBus* bus;
+  GstFormat format = GST_FORMAT_TIME;
+  gsize position = 0;  // in the recorded music
+  gint bitrate = 0;    // of the last payload pushed
+  std::string input;   // audio or frames pushed that nothing has come out for
+  Codec codec = {};    // as the element's should stand
 };
 
-// Runs a launch line to its end, at most a minute. Returns "" or the error.
-std::string run_pipeline(const std::string& line);
-
-// A folder that goes away with the object.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  std::string operator/(const std::string& name) const { return path + "/" + name; }
-  std::string path;
-};
-Bytes read_file(const std::string& path);
-void write_file(const std::string& path, Span bytes);
-
-// What one debug category says while the object lives, as "LEVEL message".
-class LogCapture {
- public:
-  explicit LogCapture(const char* category);
-  ~LogCapture();
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
-  std::vector<std::string> take();
-  int count(const std::string& line);
-
- private:
-  static void log(GstDebugCategory*, GstDebugLevel, const gchar*, const gchar*, gint, GObject*,
-                  GstDebugMessage*, gpointer) G_GNUC_NO_INSTRUMENT;
-  std::string category_;
-  std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
+std::string contents(GstBuffer* buffer);
+std::string contents(const std::string& path);
