@@ -26,10 +26,10 @@ struct _ZelG719Dec {
   gboolean blocksize_hinted;  // since start
 };
 
-// Why the payloads of a file may look broken.
+// Payload files tell no sizes, so that most of what comes of a wrong one is noise.
 static constexpr char BLOCKSIZE_HINT[] =
-    "A file of payloads is read one payload a buffer: set blocksize of the file source to the "
-    "payload size, for example 122.";
+    "To play a file of payloads, set blocksize of the file source to the payload size, for example "
+    "122.";
 
 GST_DEBUG_CATEGORY_STATIC(zel_g719_dec_debug);
 #define GST_CAT_DEFAULT zel_g719_dec_debug
@@ -124,9 +124,8 @@ static void zel_g719_dec_log_no_frame_size(ZelG719Dec* self, gint32 L) {
   }
 }
 
-// Says when a payload is too short or too long for its frames. A payload file that is read in
-// blocks of another size would play as noise without a word, so the application hears of the first
-// payload that is too long. Streams with timestamps come from elsewhere.
+// Says when a payload is too short or too long for its frames. The application hears of bytes
+// behind them once, and only from streams without timestamps, as those of files are.
 static void zel_g719_dec_check_size(ZelG719Dec* self, const GstBuffer* input, gsize size,
                                     const g719::PayloadLayout& layout) {
   if (layout.frames_complete < layout.frames_promised) {
@@ -135,11 +134,11 @@ static void zel_g719_dec_check_size(ZelG719Dec* self, const GstBuffer* input, gs
   }
   if (layout.bytes_behind > 0 && !GST_BUFFER_PTS_IS_VALID(input) && !self->blocksize_hinted) {
     self->blocksize_hinted = TRUE;
-    GST_ELEMENT_WARNING(self, STREAM, FORMAT,
-                        ("A payload of %" G_GSIZE_FORMAT " bytes has %" G_GSIZE_FORMAT
-                         " more behind it, which are ignored. %s",
-                         size - layout.bytes_behind, layout.bytes_behind, BLOCKSIZE_HINT),
-                        (nullptr));
+    GST_ELEMENT_WARNING(
+        self, STREAM, FORMAT,
+        ("%" G_GSIZE_FORMAT " bytes behind a payload of %" G_GSIZE_FORMAT " bytes are ignored. %s",
+         layout.bytes_behind, size - layout.bytes_behind, BLOCKSIZE_HINT),
+        (nullptr));
   }
 }
 
