@@ -1,18 +1,21 @@
-"""Runs the programs of this folder and reads what they print."""
+"""Runs the programs of this folder and reads what they print. Costs are those of 20 ms of sound,
+the mean of both materials."""
 
 import json
 import os
 import re
 import subprocess
 import tempfile
+from collections import Counter
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-BUILD = ROOT / "build-bench"
+BUILD = ROOT / os.environ.get("BENCH_BUILD", "build-bench")  # or another compiler's
 PROGRAMS = BUILD / "bench"
 MATERIALS = ("speech", "music")
 DIRECTIONS = ("encode", "decode")
 CASES = [(material, direction) for material in MATERIALS for direction in DIRECTIONS]
+WHOLE_FRAME = "whole frame"
 
 
 def run(command, environment=None, standard_input=None):
@@ -34,83 +37,95 @@ def number_lines(text):
     return {tuple(words): float(number) for *words, number in lines}
 
 
-def count_instructions(coder, frames, bitrate=64000, read_dump=None):
-    """Instructions per 20 ms for each case; read_dump(case, file, frames) sees every profile."""
+def mean_of_materials(costs):
+    """{(material, what, ...): cost} without the materials."""
+    mean = Counter()
+    for (_, *what), cost in costs.items():
+        mean[what[0] if len(what) == 1 else tuple(what)] += cost / len(MATERIALS)
+    return mean
+
+
+def frame_cost(coder, mode, amount, bitrate, under=()):
+    """Runs one coder's program, as an argument of the command `under`."""
+    command = [*under, PROGRAMS / f"frame_cost_{coder.program}", mode, amount, bitrate,
+               coder.complexity]
+    return number_lines(run(command, {"G719_LEVEL": coder.level}))
+
+
+def count_instructions(coder, frames, by_function=False):
+    """{direction: {function: instructions, callees included}}; without `by_function` the
+    whole frame alone."""
+    costs = {direction: Counter() for direction in DIRECTIONS}
     with tempfile.TemporaryDirectory() as folder:
-        profile = Path(folder) / "profile"
-        text = run(
-            ["valgrind", "-q", "--tool=callgrind", "--instr-atstart=no",
-             f"--callgrind-out-file={profile}",
-             PROGRAMS / f"frame_cost_{coder.program}", "count", frames, bitrate,
-             coder.complexity],
-            coder.environment,
-        )
-        frames_20_ms = number_lines(text)
-        instructions = {}
-        for dump in Path(folder).glob("profile.*"):
+        frames_20_ms = frame_cost(
+            coder, "count", frames, 64000,
+            under=["valgrind", "-q", "--tool=callgrind", "--instr-atstart=no",
+                   f"--callgrind-out-file={folder}/profile"])
+        dumps = list(Path(folder).glob("profile.*"))
+        assert len(dumps) == len(CASES), dumps
+        for dump in dumps:
             content = dump.read_text()
-            label = re.search(r"^desc: Trigger: Client Request: (\w+) (\w+)$", content, re.M)
-            case = (label[1], label[2])
-            total = int(re.search(r"^totals: (\d+)$", content, re.M)[1])
-            instructions[case] = total / frames_20_ms[case]
-            if read_dump:
-                read_dump(case, dump, frames_20_ms[case])
-    assert set(instructions) == set(CASES), instructions
-    return instructions
+            case = re.search(r"^desc: Trigger: Client Request: (\w+) (\w+)$", content, re.M).groups()
+            functions = inclusive_instructions(dump) if by_function else {}
+            functions[WHOLE_FRAME] = int(re.search(r"^totals: (\d+)$", content, re.M)[1])
+            for name, instructions in functions.items():
+                costs[case[1]][name] += instructions / frames_20_ms[case] / len(MATERIALS)
+    return costs
 
 
-def inclusive_instructions(dump, frames):
-    """{function of the codec: instructions per 20 ms}, callees included, from one profile."""
+def inclusive_instructions(dump):
+    """{function of the codec: instructions} from one profile."""
     text = run(["callgrind_annotate", "--inclusive=yes", "--threshold=100", dump])
     functions = {}
     for line in text.replace("(anonymous namespace)::", "").splitlines():
-        found = re.match(r"\s*([\d,]+) \([^)]*\)\s+\S*?:((?:g719::|g719_)[\w:]+)", line)
+        found = re.match(r"\s*([\d,]+) \(.*?\)\s+\S*?:(?:\w+ )?(g719\w*(?:::\w+)*)", line)
         if found:
-            cost = int(found[1].replace(",", "")) / frames
-            functions[found[2]] = max(cost, functions.get(found[2], 0))
+            name = found[2].split("::")[-1]
+            functions[name] = max(int(found[1].replace(",", "")), functions.get(name, 0))
     return functions
 
 
 def time_coders(coders, turns, rounds, bitrate=64000):
-    """Least microseconds per 20 ms for each coder and case. The coders take turns, so that a busy
-    machine slows all of them alike."""
-    best = {coder: {case: float("inf") for case in CASES} for coder in coders}
+    """{coder: {direction: microseconds}}, the least of all rounds. The coders take turns, so that a
+    busy machine slows all of them alike."""
+    least = {coder: dict.fromkeys(CASES, float("inf")) for coder in coders}
     for _ in range(turns):
         for coder in coders:
-            text = run(
-                [PROGRAMS / f"frame_cost_{coder.program}", "time", rounds, bitrate,
-                 coder.complexity],
-                coder.environment,
-            )
-            for case, microseconds in number_lines(text).items():
-                best[coder][case] = min(best[coder][case], microseconds)
-    return best
+            for case, microseconds in frame_cost(coder, "time", rounds, bitrate).items():
+                least[coder][case] = min(least[coder][case], microseconds)
+    return {coder: mean_of_materials(cases) for coder, cases in least.items()}
 
 
-def time_functions():
-    """{name: nanoseconds} of the codec's functions and whole frames, by Google Benchmark."""
-    text = run([PROGRAMS / "codec_bench", "--benchmark_format=json", "--benchmark_repetitions=7",
+def time_stages():
+    """{name: nanoseconds} of the codec's stages, by Google Benchmark."""
+    text = run([PROGRAMS / "stage_times", "--benchmark_format=json", "--benchmark_repetitions=7",
                 "--benchmark_min_time=0.02", "--benchmark_enable_random_interleaving=true"])
     least = {}
     for result in json.loads(text)["benchmarks"]:
         if result["run_type"] == "iteration":
-            name = result["name"].split("/repeats")[0]
-            least[name] = min(result["cpu_time"], least.get(name, float("inf")))
-    return least
+            name, material = result["name"].split("/")[:2]
+            least[material, name] = min(result["cpu_time"],
+                                        least.get((material, name), float("inf")))
+    return mean_of_materials(least)
 
 
 def time_elements(rounds):
-    """{(material, direction, "element" | "identity" | "codec"): microseconds a frame}."""
-    text = run([PROGRAMS / "element_cost", rounds],
-               {"GST_PLUGIN_PATH": str(BUILD / "src" / "audio" / "g719"),
-                "GST_REGISTRY": str(BUILD / "bench-registry.bin")})
-    return number_lines(text)
+    """{(direction, "element" | "identity" | "codec"): microseconds a frame}."""
+    return mean_of_materials(number_lines(
+        run([PROGRAMS / "element_cost", rounds],
+            {"GST_PLUGIN_PATH": str(BUILD / "src" / "audio" / "g719"),
+             "GST_REGISTRY": str(BUILD / "bench-registry.bin")})))
 
 
 def scaling(windows):
     """Bytes of an instance, and frames a second of one thread and of two."""
     lines = number_lines(run([PROGRAMS / "codec_scaling", windows]))
     return {name: number for (name,), number in lines.items()}
+
+
+def processor_has(flag):
+    """Whether /proc/cpuinfo lists it; every processor has ""."""
+    return flag == "" or flag in Path("/proc/cpuinfo").read_text().split()
 
 
 def machine():

@@ -2,7 +2,8 @@
  * plug-in nor GST_PLUGIN_PATH is needed. One second of a tone goes through encoder and decoder into
  * a WAV file.
  *
- *   loopback FILE.wav
+ *   cc loopback.c -o loopback $(pkg-config --cflags --libs gstzelg719_avx)
+ *   ./loopback FILE.wav
  */
 #include <gst/gst.h>
 

@@ -1,12 +1,13 @@
 // Prints the segmental SNR in dB of a decoded WAV file against the original, both 16 bit mono: the
-// mean over segments of 20 ms, each held between -10 and 35 dB, silent ones left out. The decoded
-// audio lags by the codec's delay.
+// mean over segments of 20 ms, each held between -10 and 35 dB, silent ones left out; a dash when
+// nothing is left. The decoded audio lags by the codec's delay.
 //
 //   segmental_snr ORIGINAL.wav DECODED.wav
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -21,7 +22,7 @@ constexpr std::size_t SEGMENT = g719::FRAME_SAMPLES;
 constexpr std::size_t DELAY = g719::CODEC_DELAY_SAMPLES;
 constexpr double SILENCE = 10.0 * 10.0;  // mean square: an RMS of 10 units
 
-// The samples of the first data chunk; none when there is no such chunk.
+// The samples of the first data chunk. A file without one ends the program.
 std::vector<std::int16_t> read_wav(const char* path) {
   std::ifstream file(path, std::ios::binary);
   const std::string bytes((std::istreambuf_iterator<char>(file)), {});
@@ -37,7 +38,8 @@ std::vector<std::int16_t> read_wav(const char* path) {
     }
     position += 8 + held + held % 2;
   }
-  return {};
+  std::fprintf(stderr, "segmental_snr: %s is no WAV file\n", path);
+  std::exit(1);
 }
 
 double power(const std::int16_t* signal, const std::int16_t* subtracted) {
@@ -70,9 +72,9 @@ int main(int argc, char** argv) {
     segments++;
   }
   if (segments == 0) {
-    std::fprintf(stderr, "segmental_snr: nothing to compare\n");
-    return 1;
+    std::puts("-");
+  } else {
+    std::printf("%.1f\n", sum / segments);
   }
-  std::printf("%.1f\n", sum / segments);
   return 0;
 }

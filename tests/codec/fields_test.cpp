@@ -20,42 +20,37 @@ namespace {
 using namespace codec_test;
 using namespace g719;
 
-TEST(Fields, CodesAreComplete) {
-  const auto expect_complete = [](int words, auto word, auto length) {
-    double share = 0;
-    for (int a = 0; a < words; ++a) {
-      share += std::exp2(-length(a));
-      for (int b = 0; b < words; ++b) {
-        const bool begins = length(a) <= length(b) && word(b) >> (length(b) - length(a)) == word(a);
-        EXPECT_EQ(begins, a == b) << "word " << a << " begins word " << b;
-      }
+// No word begins another one, and no bits begin no word.
+void expect_complete(const Word16* words, const Word16* lengths, int count) {
+  double share = 0;
+  for (int a = 0; a < count; ++a) {
+    share += std::exp2(-lengths[a]);
+    for (int b = 0; b < count; ++b) {
+      const int longer = lengths[b] - lengths[a];
+      EXPECT_EQ(longer >= 0 && words[b] >> longer == words[a], a == b) << a << " begins " << b;
     }
-    EXPECT_EQ(share, 1.0) << "some bits begin no word";
-  };
-  expect_complete(
-      32, [](int i) { return norm_delta_code[i]; }, [](int i) { return norm_delta_code_len[i]; });
+  }
+  EXPECT_EQ(share, 1.0);
+}
+
+TEST(Fields, CodesAreComplete) {
+  expect_complete(norm_delta_code.data(), norm_delta_code_len.data(), 32);
   for (int bits = MIN_HUFFMAN_BITS; bits <= MAX_HUFFMAN_BITS; ++bits) {
     const int first = COEF_HUFF_OFFSET[bits];
-    expect_complete(
-        1 << bits, [=](int i) { return COEF_HUFF_CODE[first + i]; },
-        [=](int i) { return COEF_HUFF_LEN[first + i]; });
+    expect_complete(&COEF_HUFF_CODE[first], &COEF_HUFF_LEN[first], 1 << bits);
   }
 }
 
 TEST(Fields, SoftBits) {
-  Word16 soft_bits[32 + SOFT_BLOCK] = {};
-  const Word16 values[] = {-2, 5, 0x155};
-  write_soft_bits(values[0], 18, soft_bits);  // repeats the sign
-  write_soft_bit_array(values + 1, 1, 5, soft_bits + 18);
-  write_soft_bit_array(values + 2, 9, 1, soft_bits + 23);  // one value
-  BitWindow windows[40];
-  soft_bits[31] = 130;  // for a 1; only SOFT_BIT_ONE is
-  open_soft_bits(soft_bits, 32, windows, 40);
-  Word16 read[3];
+  Word16 soft_bits[23 + SOFT_BLOCK] = {}, read[2];
+  BitWindow windows[31];
+  write_soft_bits(-2, 18, soft_bits);  // repeats the sign
+  write_soft_bits(5, 5, soft_bits + 18);
+  soft_bits[20] = 130;  // only SOFT_BIT_ONE is a 1
+  open_soft_bits(soft_bits, 23, windows, 31);
   read_soft_bits(windows, 18, read);
-  read_soft_bit_array(windows + 18, 1, 5, read + 1);
-  read_soft_bit_array(windows + 23, 9, 1, read + 2);
-  EXPECT_EQ(Samples(read, read + 3), (Samples{MAX_16, 5, 0x154}));
+  read_soft_bits(windows + 18, 5, read + 1);
+  EXPECT_EQ(Samples(read, read + 2), (Samples{MAX_16, 1}));
 }
 
 // What the decoder finds in the fields of any spectrum is what the encoder put there.

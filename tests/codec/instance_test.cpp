@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <limits>
 #include <new>
 #include <thread>
 
 #include "codec_fixture.h"
-#include "frame/frame_decoder.h"
 
 namespace {
 bool memory_is_short = false;
@@ -37,24 +35,6 @@ TEST(Instance, IsRefusedForOtherBitratesAndWithoutMemory) {
   memory_is_short = false;
   g719_encoder_destroy(nullptr);
   g719_decoder_destroy(nullptr);
-}
-
-// Soft bits behind the frame do not matter, and those that are not one count as zero.
-TEST(Instance, OnlyTheFramesOwnOnesCount) {
-  constexpr g719::Word16 ODD_SOFT_BITS[] = {0, 1, 128, 130, 255, -127, -32768, 32767};
-  Random random(22);
-  for (int i = 0; i < 200; ++i) {
-    Bytes frame(i % 2 == 0 ? 80 : 320, random(0, 255));  // may ask for more bits than it has
-    frame[0] |= 0x70;
-    g719_decoder_state state;
-    g719::init_decoder_state(&state, 8 * frame.size());
-    Samples bits(2 * g719::MAX_FRAME_BITS, g719::SOFT_BIT_ONE), output(FRAME);
-    for (std::size_t bit = 0; bit < 8 * frame.size(); ++bit) {
-      if ((frame[bit / 8] & 0x80 >> (bit % 8)) == 0) bits[bit] = ODD_SOFT_BITS[random(0, 7)];
-    }
-    g719::decode_frame(bits.data(), false, output.data(), &state);
-    ASSERT_EQ(output, Decoder(400 * frame.size()).decode(frame));
-  }
 }
 
 TEST(Instance, ThreadsShareNothing) {

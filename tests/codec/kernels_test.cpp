@@ -91,9 +91,9 @@ std::vector<T> Round::draw(int count, std::int64_t low, std::int64_t high) {
 template <typename T>
 class Out {
  public:
-  Out(Round* round, std::vector<T> content) : round_(round), cells_(std::move(content)) {
-    cells_.insert(cells_.begin(), GUARDS, GUARD);
-    cells_.insert(cells_.end(), GUARDS, GUARD);
+  Out(Round* round, const std::vector<T>& content)
+      : round_(round), cells_(content.size() + 2 * GUARDS, GUARD) {
+    std::ranges::copy(content, *this + 0);
   }
   Out(Round* round, int count) : Out(round, std::vector<T>(count)) {}
   ~Out() {

@@ -70,13 +70,10 @@ inline constexpr Signal SIGNALS[] = {
        if (n == 0 || random(0, 9) == 0) now = random(0, 1) == 0 ? -32768 : 32767;
        return now;
      }},
-    {"comb",  // a tone in the middle of every second band: the most jagged envelope
+    {"comb",  // tones in every second band: the most jagged envelope
      [](int n, Random&) {
        int sum = 0;
-       for (int hertz = 100; hertz < 3200; hertz += 400) sum += tone(hertz, n);
-       for (int hertz = 3400; hertz < 6400; hertz += 800) sum += tone(hertz, n);
-       for (int hertz = 6700; hertz < 13600; hertz += 1200) sum += tone(hertz, n);
-       for (int hertz = 14000; hertz < 20000; hertz += 1600) sum += tone(hertz, n);
+       for (int hertz = 100; hertz < 20000; hertz += 200 + hertz / 8) sum += tone(hertz, n);
        return sum / 24;
      }},
     {"levels",  // noise whose level changes by any factor, several times a frame

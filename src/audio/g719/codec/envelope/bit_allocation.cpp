@@ -87,7 +87,7 @@ int take_first(std::uint64_t* ranks) {
   return first;
 }
 
-// The state of the greedy search, by rank.
+// The state of the greedy allocation, by rank.
 struct Search {
   int first_weight[NUM_BANDS];
   int width[NUM_BANDS];
@@ -98,7 +98,6 @@ struct Search {
 };
 
 void open_rank(Search* search, int rank) {
-  // At least 36 ranks are set. NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult)
   if (search->bits[rank] >= MAX_BAND_BITS) return;
   insert(&search->open, bit(rank), search->first_weight[rank] - 2 * search->bits[rank]);
 }
@@ -114,10 +113,12 @@ void start_over(Search* search) {
   open_rank(search, search->last);
 }
 
-// One bit a coefficient at a time goes to the first rank of the largest weight, which then loses 2.
-// Ranks beyond `last` are not looked at until the band at `last` has had a bit; once the last of
-// all has had one, the search starts over. The first band that cannot have its bit ends it. No rank
-// past the coded bands is ever read. Returns what is left of the budget.
+// Water-filling: one bit a coefficient at a time goes to the heaviest band, which then weighs 2
+// less, since a bit is worth 6 dB and so two levels. Bands are ranked by weight, and of equal ones
+// the first is served. Only ranks up to `last` take part; the next one joins when the band at
+// `last` has had a bit, and when the last of all has had one, the search starts over from the
+// front. It ends at the first band whose bit the budget cannot pay. Returns what is left of the
+// budget.
 int allocate_greedily(Search* search, int budget) {
   start_over(search);
   while (search->open.present != 0) {
@@ -197,12 +198,11 @@ void sort_bands_by_weight(Word16* weights, int count, Word16* order) {
 
 void allocate_bits(const Word16* weights, const Word16* order, int budget, int count,
                    Word16* bits) {
-  Search search;
+  Search search = {};
   search.count = count;
   for (int rank = 0; rank < count; ++rank) {
     search.first_weight[rank] = weights[rank];
     search.width[rank] = band_width[order[rank]];
-    search.bits[rank] = 0;
   }
   int left = allocate_greedily(&search, budget);
   std::fill_n(bits, NUM_BANDS, Word16{0});

@@ -16,7 +16,7 @@ namespace {
 
 constexpr int FLAG_BITS = 1;
 
-// Nothing but these moves a position.
+// A position is moved by what was written or read, here and nowhere else.
 
 void put(Word16*& position, int value, int width) {
   write_soft_bits(static_cast<Word16>(value), width, position);
@@ -26,6 +26,11 @@ Word16 take(const BitWindow*& position, int width) {
   Word16 value = 0;
   read_soft_bits(position, width, &value);
   position += width;
+  return value;
+}
+int next_eight(const BitWindow* position) {
+  Word16 value = 0;
+  read_soft_bits(position, 8, &value);
   return value;
 }
 
@@ -43,7 +48,7 @@ void put_norm_deltas(Word16*& position, const FrameFields* fields) {
 void take_norm_deltas(const BitWindow*& position, FrameFields* fields) {
   for (Word16& delta : fields->norm_delta) {
     if (fields->norm_huffman) {
-      delta = NORM_DELTA_OF_WINDOW[*position];
+      delta = NORM_DELTA_OF_WINDOW[next_eight(position)];
       position += norm_delta_code_len[delta];
     } else {
       delta = take(position, NORM_DELTA_BITS);
@@ -51,21 +56,19 @@ void take_norm_deltas(const BitWindow*& position, FrameFields* fields) {
   }
 }
 
-// The indices of one band in fixed-length coding: one a vector at one bit a coefficient, else one a
-// coefficient.
+// The indices of one band in fixed-length coding: one a coefficient, or with one bit a coefficient
+// one of 8 bits a vector.
 
 void put_fixed(Word16*& position, const Word16* index, int width, int bits) {
-  if (bits == 1) {
-    for (int i = 0; i < width; i += VECTOR_SIZE) put(position, index[i], VECTOR_SIZE);
-  } else {
-    for (int i = 0; i < width; ++i) put(position, index[i], bits);
+  const int step = bits == 1 ? VECTOR_SIZE : width;
+  for (int i = 0; i < width; i += step, position += step * bits) {
+    write_soft_bit_array(index + i, step, bits, position);
   }
 }
 void take_fixed(const BitWindow*& position, Word16* index, int width, int bits) {
-  if (bits == 1) {
-    for (int i = 0; i < width; i += VECTOR_SIZE) index[i] = take(position, VECTOR_SIZE);
-  } else {
-    for (int i = 0; i < width; ++i) index[i] = take(position, bits);
+  const int step = bits == 1 ? VECTOR_SIZE : width;
+  for (int i = 0; i < width; i += step, position += step * bits) {
+    read_soft_bit_array(position, step, bits, index + i);
   }
 }
 
@@ -81,15 +84,16 @@ void take_huffman(const BitWindow*& position, Word16* index, int width, int bits
   const auto& words_of_window = COEF_WORDS_OF_WINDOW[bits - MIN_HUFFMAN_BITS];
   int i = 0;
   while (i < width - 1) {
-    const DecodedWords& decoded = words_of_window[*position];
+    const DecodedWords& decoded = words_of_window[next_eight(position)];
     index[i] = decoded.value[0];
     index[i + 1] = decoded.value[1];  // the next turn's to overwrite if it is not whole
     i += decoded.words;
     position += decoded.length;
   }
   if (i < width) {
-    index[i] = words_of_window[*position].value[0];
-    position += words_of_window[*position].first_length;
+    const DecodedWords& decoded = words_of_window[next_eight(position)];
+    index[i] = decoded.value[0];
+    position += decoded.first_length;
   }
 }
 

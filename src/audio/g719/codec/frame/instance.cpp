@@ -2,26 +2,10 @@
 
 #include "frame/frame_decoder.h"
 #include "frame/frame_encoder.h"
-#include "frame/packed_frame.h"
 #include "frame/processor_level.h"
 #include "g719.h"
 
-using g719::Word16;
-
-// The copy of the codec for processors with AVX2; it works on the same records.
-#ifdef G719_HAS_AVX2
-namespace g719_avx2 {
-void encode_packed_frame(g719_encoder* encoder, const Word16* samples, std::uint8_t* bytes);
-void decode_packed_frame(g719_decoder* decoder, const std::uint8_t* bytes, Word16* samples,
-                         bool erased);
-}  // namespace g719_avx2
-#else
-namespace g719_avx2 = g719;
-#endif
-
 namespace {
-
-bool has_avx2() { return processor_level() == ProcessorLevel::AVX2; }
 
 bool is_supported(std::int32_t bitrate) {
   return bitrate >= g719::MIN_BITRATE && bitrate <= g719::MAX_BITRATE &&
@@ -60,14 +44,12 @@ g719_decoder* g719_decoder_create(std::int32_t bitrate) {
 }
 
 void g719_encoder_encode(g719_encoder* encoder, const std::int16_t* samples, std::uint8_t* bytes) {
-  const auto encode = has_avx2() ? g719_avx2::encode_packed_frame : g719::encode_packed_frame;
-  encode(encoder, samples, bytes);
+  processor_level()->encode(encoder, samples, bytes);
 }
 
 void g719_decoder_decode(g719_decoder* decoder, const std::uint8_t* bytes, std::int16_t* samples,
                          std::int32_t erasure_flag) {
-  const auto decode = has_avx2() ? g719_avx2::decode_packed_frame : g719::decode_packed_frame;
-  decode(decoder, bytes, samples, erasure_flag != 0);
+  processor_level()->decode(decoder, bytes, samples, erasure_flag != 0);
 }
 
 std::int32_t g719_encoder_frame_samples(const g719_encoder* encoder) {

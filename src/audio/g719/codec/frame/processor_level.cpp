@@ -1,18 +1,29 @@
 #include "frame/processor_level.h"
 
-#ifdef G719_HAS_AVX2
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+#include <string_view>
+
+#ifdef __x86_64__
 #include <cpuid.h>
 #endif
-#ifdef G719_LEVEL_FROM_ENVIRONMENT
-#include <cstdlib>
-#include <string_view>
-#endif
+
+// The entries of each copy, as in frame/packed_frame.h.
+#define LEVEL(name, copy, supported)                                           \
+  namespace copy {                                                             \
+  void encode_packed_frame(g719_encoder* encoder, const std::int16_t* samples, \
+                           std::uint8_t* bytes);                               \
+  void decode_packed_frame(g719_decoder* decoder, const std::uint8_t* bytes,   \
+                           std::int16_t* samples, bool erased);                \
+  }
+#include "processor_levels.inc"
+#undef LEVEL
 
 namespace {
 
-#ifdef G719_HAS_AVX2
-// lzcnt has no name in clang 14's __builtin_cpu_supports; without it the instruction counts
-// wrongly.
+#ifdef __x86_64__
+// Without lzcnt the instruction counts wrongly.
 bool has_lzcnt() {
   unsigned a = 0;
   unsigned b = 0;
@@ -22,23 +33,36 @@ bool has_lzcnt() {
 }
 #endif
 
-ProcessorLevel detect() {
+#define LEVEL(name, copy, supported) \
+  {#name, [] { return supported; }, copy::encode_packed_frame, copy::decode_packed_frame},
+constexpr ProcessorLevel LEVELS[] = {
+#include "processor_levels.inc"
+};
+#undef LEVEL
+
+const ProcessorLevel* detect() {
+#ifdef __x86_64__
+  __builtin_cpu_init();
+#endif
 #ifdef G719_LEVEL_FROM_ENVIRONMENT
   const char* forced = std::getenv("G719_LEVEL");
-  if (forced != nullptr && std::string_view(forced) == "baseline") return ProcessorLevel::BASELINE;
-#endif
-#ifdef G719_HAS_AVX2
-  __builtin_cpu_init();
-  if (__builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
-      __builtin_cpu_supports("bmi2") != 0 && __builtin_cpu_supports("popcnt") != 0 && has_lzcnt()) {
-    return ProcessorLevel::AVX2;
+  if (forced != nullptr && find_processor_level(forced) != nullptr) {
+    return find_processor_level(forced);
   }
 #endif
-  return ProcessorLevel::BASELINE;
+  return std::find_if(std::begin(LEVELS), std::end(LEVELS),
+                      [](const ProcessorLevel& level) { return level.is_supported(); });
 }
 
-const ProcessorLevel DETECTED = detect();  // when the library is loaded
+const ProcessorLevel* const DETECTED = detect();  // when the library is loaded
 
 }  // namespace
 
-ProcessorLevel processor_level() { return DETECTED; }
+const ProcessorLevel* find_processor_level(const char* name) {
+  for (const ProcessorLevel& level : LEVELS) {
+    if (std::string_view(level.name) == name && level.is_supported()) return &level;
+  }
+  return nullptr;
+}
+
+const ProcessorLevel* processor_level() { return DETECTED; }

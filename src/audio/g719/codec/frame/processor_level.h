@@ -1,7 +1,19 @@
 #pragma once
 
-// The instruction sets that the codec has copies for. All copies give the same bits.
-enum class ProcessorLevel { BASELINE, AVX2 };
+#include "g719.h"
 
-// The highest level that this processor has and the library was built for; the same in every call.
-ProcessorLevel processor_level();
+// An instruction set that the library holds a copy of the codec for. All copies work on the same
+// records and give the same bits.
+struct ProcessorLevel {
+  const char* name;
+  bool (*is_supported)();  // by the processor and the operating system
+  void (*encode)(g719_encoder* encoder, const std::int16_t* samples, std::uint8_t* bytes);
+  void (*decode)(g719_decoder* decoder, const std::uint8_t* bytes, std::int16_t* samples,
+                 bool erased);
+};
+
+// The level of this name, or null when the library or this machine does not have it.
+const ProcessorLevel* find_processor_level(const char* name);
+
+// The best level that the library has and this machine supports; the same in every call.
+const ProcessorLevel* processor_level();

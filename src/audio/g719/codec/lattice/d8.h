@@ -41,7 +41,7 @@ inline Lanes nearest_d8(Lanes x, int bits) {
 inline Lanes d8_index(Lanes point, int bits) {
   const Lanes first = (2 * point - sum_of_lanes(point)) >> 1;
   constexpr Lanes FIRST = {-1, 0, 0, 0, 0, 0, 0, 0};
-  return choose(FIRST, first, point) & static_cast<Word16>((1 << bits) - 1);
+  return choose(FIRST, first, point) & all_lanes((1 << bits) - 1);
 }
 
 // The codevector of an index: the representative of its class near the origin. Any 8 values of 0 to

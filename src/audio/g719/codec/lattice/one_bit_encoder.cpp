@@ -155,16 +155,17 @@ constexpr auto MARKED_ENDS = [] {
   return ends;
 }();
 
-// The marked components of a vector are those from from_up upwards and those from from_down
-// downwards.
+// Where the marked components of each lane's vector stand, without following the sort. A class
+// marks the first few or the last few of the sorted components: in the vector itself these are the
+// ones that are not below `first_border`, or not above `last_border`.
 struct Borders {
-  Word16 from_up[NUM_LANES];
-  Word16 from_down[NUM_LANES];
+  Word16 first_border[NUM_LANES];
+  Word16 last_border[NUM_LANES];
   bool found[NUM_LANES];
 };
 
-// Not found where a component behind the border has the same value: then the exchanges of the sort
-// tell which of them is marked. Nor where a component is too large for the scores to hold.
+// Not found where an unmarked component equals the border: then only the exchanges of the sort tell
+// which of the equal ones is marked. Nor where a component is too large for the scores to hold.
 void find_borders(const Word16 (*sorted)[NUM_LANES], const Word16* nearest, Borders* borders) {
   for (int lane = 0; lane < NUM_LANES; ++lane) {
     const auto rank = [&](int i) { return sorted[i][lane]; };
@@ -174,8 +175,8 @@ void find_borders(const Word16 (*sorted)[NUM_LANES], const Word16* nearest, Bord
     const bool last_tied =
         last > 0 && behind_last >= 0 && rank(behind_last + 1) == rank(behind_last);
     const bool scored = rank(0) <= MAX_SCORED && rank(VECTOR_SIZE - 1) >= -MAX_SCORED;
-    borders->from_up[lane] = first > 0 ? rank(first - 1) : MAX_16;
-    borders->from_down[lane] = last > 0 ? rank(behind_last + 1) : MIN_16;
+    borders->first_border[lane] = first > 0 ? rank(first - 1) : MAX_16;
+    borders->last_border[lane] = last > 0 ? rank(behind_last + 1) : MIN_16;
     borders->found[lane] = scored && !first_tied && !last_tied;
   }
 }
@@ -214,8 +215,8 @@ void quantize_lanes(const Word16* norm_coefs, const Word16* offsets, int count,
   Lanes first_marked = all_lanes(0);
   Lanes last_marked = all_lanes(0);
   for (int i = 0; i < VECTOR_SIZE; ++i) {
-    first_marked |= (u[i] >= load_lanes(borders.from_up)) & all_lanes(1 << i);
-    last_marked |= (u[i] <= load_lanes(borders.from_down)) & all_lanes(1 << i);
+    first_marked |= (u[i] >= load_lanes(borders.first_border)) & all_lanes(1 << i);
+    last_marked |= (u[i] <= load_lanes(borders.last_border)) & all_lanes(1 << i);
   }
   for (int j = 0; j < count; ++j) {
     Word16* index = coef_index + offsets[j];
