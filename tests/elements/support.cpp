@@ -23,12 +23,14 @@ constexpr gint FRAME_BYTES[32] = {0,   0,   0,   0,   0,   0,   0,   0,   80,  9
 std::string outcome;  // of the present step
 void note(const std::string& line) { outcome += "=> " + line + "\n"; }
 
-// Notes what elements say, as "LEVEL message". The texts of errors are read from the bus.
+// Notes what elements say, as "LEVEL message". The texts of errors and warnings are read from the
+// bus.
 void note_log(GstDebugCategory* category, GstDebugLevel level, const gchar*, const gchar*, gint,
               GObject* object, GstDebugMessage* message, gpointer) {
   const std::string name = gst_debug_level_get_name(level), text = gst_debug_message_get(message);
   if (!g_str_has_prefix(gst_debug_category_get_name(category), "g719")) return;
-  if (!GST_IS_ELEMENT(object) || text.starts_with("error: ")) return;
+  if (!GST_IS_ELEMENT(object)) return;
+  if (text.starts_with("error: ") || text.starts_with("warning: ")) return;
   note(name.substr(0, name.find(' ')) + " " + text);
 }
 
@@ -246,6 +248,7 @@ std::string Element::step(const std::string& text) {
       {"set", [&] { gst_util_set_object_arg(G_OBJECT(h->element), "bitrate", &text[4]); }},
       {"caps", [&] { words >> word, send_start(this, word); }},
       {"bytes", [&] { format = GST_FORMAT_BYTES; }},
+      {"downstream", [&] { words >> word, gst_harness_set_sink_caps_str(h, word.c_str()); }},
       {"facts", [&] { note_facts(this); }},
       {"flush", [&] { flush(this); }},
       {"eos", [&] { gst_harness_push_event(h, gst_event_new_eos()); }},

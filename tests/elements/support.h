@@ -32,13 +32,15 @@ struct Codec {
 //   push N [by M]               encoder: N samples of recorded music, in buffers of M
 //   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames
 //   set BITRATE                 writes the property
-//   caps [CAPS]                 stream start, caps, segment; sent by themselves before the first
-//   push caps none                   the same without caps bytes                       from now on
-//   segments count bytes, as those of filesrc do facts                       asks for output caps,
-//   latency, samples a frame flush, eos                  events restart                     to
-//   READY, PAUSED, NULL and back to PLAYING, then as `caps` misalign                    asks for
-//   output at odd addresses, where all input stands log                         the whole log
-//   counts from now on, not only INFO and worse
+//   caps [CAPS]                 stream start, caps, segment; by themselves before the first push
+//   caps none                   the same without caps
+//   bytes                       from now on segments count bytes, as those of filesrc do
+//   downstream CAPS             what the element's peer takes from now on
+//   facts                       asks for output caps, latency, samples a frame
+//   flush, eos                  events
+//   restart                     to READY, PAUSED, NULL and back to PLAYING, then as `caps`
+//   misalign                    asks for output at odd addresses, where all input stands
+//   log                         the whole log counts from now on, not only INFO and worse
 //
 // " @T" after a push is its timestamp in ms, " !WHAT" after a step makes that fail, see `broken`.
 //

@@ -42,14 +42,14 @@ constexpr std::int32_t length_code_of_toc(std::uint8_t toc) { return (toc >> 2) 
 
 // What a payload's header says, and how much of it is really there.
 struct PayloadLayout {
-  std::uint32_t frame_bytes;
+  std::uint32_t frame_bytes;      // 0, like all the rest: the length code names no frame size
   std::int32_t bitrate;           // bit/s
   std::uint32_t frames_promised;  // N
   std::uint32_t frames_complete;  // those of them that the payload holds whole
+  std::size_t bytes_behind;       // what follows the last promised frame
 };
 
-// Reads the header of the `size` bytes at `bytes`: at least PAYLOAD_HEADER_BYTES, with a length
-// code that names a frame size.
+// Reads the header of the `size` bytes at `bytes`, at least PAYLOAD_HEADER_BYTES.
 PayloadLayout parse_payload(const std::uint8_t* bytes, std::size_t size);
 
 }  // namespace g719

@@ -14,14 +14,22 @@
  */
 #include "zelg719dec.h"
 
-#include <bit>
-#include <cstring>
-
+#include "g719.h"
 #include "mapped_buffer.h"
 #include "payload.h"
+#include "pcm.h"
 
-// The codec works on samples in host order, and the caps say S16LE.
-static_assert(std::endian::native == std::endian::little);
+struct _ZelG719Dec {
+  GstAudioDecoder parent;
+  g719_decoder* decoder;      // owned; null until the first decodable payload and after stop
+  gint32 bitrate;             // of the decoder, bit/s; 0: none yet
+  gboolean blocksize_hinted;  // since start
+};
+
+// Payload files tell no sizes, so that most of what comes of a wrong one is noise.
+static constexpr char BLOCKSIZE_HINT[] =
+    "To play a file of payloads, set blocksize of the file source to the payload size, for example "
+    "122.";
 
 GST_DEBUG_CATEGORY_STATIC(zel_g719_dec_debug);
 #define GST_CAT_DEFAULT zel_g719_dec_debug
@@ -66,7 +74,9 @@ static gboolean zel_g719_dec_start(GstAudioDecoder* base) {
   // Without it the base class refuses the byte segments of filesrc and multifilesrc. It forgets the
   // setting with every stop.
   gst_audio_decoder_set_estimate_rate(base, TRUE);
-  ZEL_G719_DEC(base)->bitrate = 0;
+  auto* self = ZEL_G719_DEC(base);
+  self->bitrate = 0;
+  self->blocksize_hinted = FALSE;
   return TRUE;
 }
 
@@ -103,14 +113,6 @@ static gboolean zel_g719_dec_init_decoder(ZelG719Dec* self, gint32 bitrate) {
   return TRUE;
 }
 
-// Takes a payload that gives no audio out of the base class's queue. Left there, it would lend its
-// timestamp to the audio of the next one.
-static GstFlowReturn zel_g719_dec_drop(ZelG719Dec* self, MappedBuffer* payload) {
-  payload->unmap();
-  gst_audio_decoder_finish_frame(GST_AUDIO_DECODER(self), nullptr, 1);
-  return GST_FLOW_OK;
-}
-
 // Says why a payload with length code `L` has no frame size.
 static void zel_g719_dec_log_no_frame_size(ZelG719Dec* self, gint32 L) {
   if (L == 0) {
@@ -122,51 +124,64 @@ static void zel_g719_dec_log_no_frame_size(ZelG719Dec* self, gint32 L) {
   }
 }
 
-// Decodes the complete frames of a payload straight into `pcm`, or by way of an aligned frame where
-// `pcm` stands at an odd address.
+// Says when a payload is too short or too long for its frames. The application hears of bytes
+// behind them once, and only from streams without timestamps, as those of files are.
+static void zel_g719_dec_check_size(ZelG719Dec* self, const GstBuffer* input, gsize size,
+                                    const g719::PayloadLayout& layout) {
+  if (layout.frames_complete < layout.frames_promised) {
+    GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %u of %u frames", size,
+                       layout.frames_complete, layout.frames_promised);
+  }
+  if (layout.bytes_behind > 0 && !GST_BUFFER_PTS_IS_VALID(input) && !self->blocksize_hinted) {
+    self->blocksize_hinted = TRUE;
+    GST_ELEMENT_WARNING(
+        self, STREAM, FORMAT,
+        ("%" G_GSIZE_FORMAT " bytes behind a payload of %" G_GSIZE_FORMAT " bytes are ignored. %s",
+         layout.bytes_behind, size - layout.bytes_behind, BLOCKSIZE_HINT),
+        (nullptr));
+  }
+}
+
+// Decodes the complete frames of a payload: straight into `pcm` where it can hold samples.
 static void zel_g719_dec_decode_frames(ZelG719Dec* self, const guint8* frame,
                                        const g719::PayloadLayout& layout, guint8* pcm) {
-  const bool aligned = reinterpret_cast<guintptr>(pcm) % alignof(gint16) == 0;
+  const bool straight = holds_samples(pcm);
   gint16 bounce[g719::FRAME_SAMPLES];
   for (guint i = 0; i < layout.frames_complete; i++) {
     GST_LOG_OBJECT(self, "Decoding frame %u/%u", i + 1, layout.frames_complete);
-    gint16* samples = aligned ? static_cast<gint16*>(static_cast<void*>(pcm)) : bounce;
+    gint16* samples = straight ? static_cast<gint16*>(static_cast<void*>(pcm)) : bounce;
     g719_decoder_decode(self->decoder, frame, samples, 0);
-    if (!aligned) std::memcpy(pcm, bounce, sizeof bounce);
+    if (!straight) write_samples(bounce, pcm);
     frame += layout.frame_bytes;
     pcm += g719::FRAME_PCM_BYTES;
   }
 }
 
-// Turns the complete frames of a payload, at least one, into one buffer of audio.
-static GstFlowReturn zel_g719_dec_decode_payload(ZelG719Dec* self, MappedBuffer* payload,
-                                                 const g719::PayloadLayout& layout) {
-  auto* base = GST_AUDIO_DECODER(self);
-  const gsize pcm_bytes = layout.frames_complete * g719::FRAME_PCM_BYTES;
-  GstBuffer* output = gst_audio_decoder_allocate_output_buffer(base, pcm_bytes);
-  if (output == nullptr) {
+// Turns the complete frames of a payload, at least one, into a new buffer of audio.
+static GstFlowReturn zel_g719_dec_decode_payload(ZelG719Dec* self, const guint8* frames,
+                                                 const g719::PayloadLayout& layout,
+                                                 GstBuffer** audio) {
+  *audio = gst_audio_decoder_allocate_output_buffer(GST_AUDIO_DECODER(self),
+                                                    layout.frames_complete * g719::FRAME_PCM_BYTES);
+  if (*audio == nullptr) {
     GST_WARNING_OBJECT(self, "failed to allocate buffer");
     return GST_FLOW_ERROR;
   }
-  MappedBuffer pcm(output, GST_MAP_WRITE);
+  const MappedBuffer pcm(*audio, GST_MAP_WRITE);
   if (!pcm) {
-    gst_buffer_unref(output);
     GST_ELEMENT_ERROR(self, RESOURCE, WRITE, ("Could not map the buffer for the audio."),
                       (nullptr));
     return GST_FLOW_ERROR;
   }
-
-  zel_g719_dec_decode_frames(self, payload->data() + g719::PAYLOAD_HEADER_BYTES, layout,
-                             pcm.data());
-  pcm.unmap();
-  payload->unmap();
+  zel_g719_dec_decode_frames(self, frames, layout, pcm.data());
   GST_LOG_OBJECT(self, "Finished decoding");
-  return gst_audio_decoder_finish_frame(base, output, 1);
+  return GST_FLOW_OK;
 }
 
-static GstFlowReturn zel_g719_dec_handle_frame(GstAudioDecoder* base, GstBuffer* input) {
-  auto* self = ZEL_G719_DEC(base);
-  MappedBuffer payload(input, GST_MAP_READ);
+// Reads a payload. `audio` stays null where the payload has none to give.
+static GstFlowReturn zel_g719_dec_read_payload(ZelG719Dec* self, GstBuffer* input,
+                                               GstBuffer** audio) {
+  const MappedBuffer payload(input, GST_MAP_READ);
   if (!payload) {
     GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Could not map the payload."), (nullptr));
     return GST_FLOW_ERROR;
@@ -174,33 +189,41 @@ static GstFlowReturn zel_g719_dec_handle_frame(GstAudioDecoder* base, GstBuffer*
   if (payload.size() < g719::PAYLOAD_HEADER_BYTES) {
     GST_WARNING_OBJECT(self, "payload without a whole header: %" G_GSIZE_FORMAT " bytes",
                        payload.size());
-    return zel_g719_dec_drop(self, &payload);
+    return GST_FLOW_OK;
   }
-
   const guint8 toc = payload.data()[0];
   if (g719::toc_has_follower(toc)) {
     GST_ERROR_OBJECT(self, "Oh NO! More then one ToC. Not supported!");
-    GST_ELEMENT_ERROR(self, STREAM, DECODE, ("A payload has more than one ToC byte."), (nullptr));
+    GST_ELEMENT_ERROR(self, STREAM, DECODE, ("A payload has more than one ToC byte."),
+                      (GST_BUFFER_PTS_IS_VALID(input) ? nullptr : BLOCKSIZE_HINT));
     return GST_FLOW_ERROR;
   }
-  const gint32 L = g719::length_code_of_toc(toc);
-  if (g719::frame_bytes_of_length_code(L) == 0) {
-    zel_g719_dec_log_no_frame_size(self, L);
-    return zel_g719_dec_drop(self, &payload);
+  const g719::PayloadLayout layout = g719::parse_payload(payload.data(), payload.size());
+  if (layout.frame_bytes == 0) {
+    zel_g719_dec_log_no_frame_size(self, g719::length_code_of_toc(toc));
+    return GST_FLOW_OK;
   }
 
-  const g719::PayloadLayout layout = g719::parse_payload(payload.data(), payload.size());
   GST_DEBUG_OBJECT(self, "Parsed ToC: bytes-per-frame: %u, bitrate=%d, frames: %u",
                    layout.frame_bytes, layout.bitrate, layout.frames_promised);
   if (!zel_g719_dec_init_decoder(self, layout.bitrate)) return GST_FLOW_ERROR;
-
-  if (layout.frames_complete < layout.frames_promised) {
-    GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %u of %u frames",
-                       payload.size(), layout.frames_complete, layout.frames_promised);
-  }
+  zel_g719_dec_check_size(self, input, payload.size(), layout);
   GST_LOG_OBJECT(self, "we have %u frames, %u in, %u out", layout.frames_complete,
                  layout.frames_complete * layout.frame_bytes,
                  layout.frames_complete * static_cast<guint>(g719::FRAME_PCM_BYTES));
-  if (layout.frames_complete == 0) return zel_g719_dec_drop(self, &payload);
-  return zel_g719_dec_decode_payload(self, &payload, layout);
+  if (layout.frames_complete == 0) return GST_FLOW_OK;
+  return zel_g719_dec_decode_payload(self, payload.data() + g719::PAYLOAD_HEADER_BYTES, layout,
+                                     audio);
+}
+
+static GstFlowReturn zel_g719_dec_handle_frame(GstAudioDecoder* base, GstBuffer* input) {
+  GstBuffer* audio = nullptr;
+  const GstFlowReturn flow = zel_g719_dec_read_payload(ZEL_G719_DEC(base), input, &audio);
+  if (flow != GST_FLOW_OK) {
+    gst_clear_buffer(&audio);
+    return flow;
+  }
+  // Without audio too: left in the base class's queue, the payload would lend its timestamp to the
+  // audio of the next one.
+  return gst_audio_decoder_finish_frame(base, audio, 1);
 }

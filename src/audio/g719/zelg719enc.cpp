@@ -13,15 +13,17 @@
  */
 #include "zelg719enc.h"
 
-#include <bit>
-#include <cstring>
-
+#include "g719.h"
 #include "mapped_buffer.h"
 #include "payload.h"
+#include "pcm.h"
 #include "platform/zelg719bitrate.h"
 
-// The codec works on samples in host order, and the caps say S16LE.
-static_assert(std::endian::native == std::endian::little);
+struct _ZelG719Enc {
+  GstAudioEncoder parent;
+  g719_encoder* encoder;  // owned; null unless started
+  gint32 bitrate;         // the property, bit/s; may be written while the stream runs
+};
 
 GST_DEBUG_CATEGORY_STATIC(zel_g719_enc_debug);
 #define GST_CAT_DEFAULT zel_g719_enc_debug
@@ -112,18 +114,33 @@ static gboolean zel_g719_enc_init_encoder(ZelG719Enc* self, gint32 bitrate) {
   return TRUE;
 }
 
-static gboolean zel_g719_enc_set_output_caps(ZelG719Enc* self, gint32 bitrate) {
-  GstCaps* caps = gst_caps_make_writable(gst_static_pad_template_get_caps(&src_template));
-  gst_structure_fixate_field_nearest_int(gst_caps_get_structure(caps, 0), "bitrate", bitrate);
-  const gboolean accepted = gst_audio_encoder_set_output_format(GST_AUDIO_ENCODER(self), caps);
-  gst_caps_unref(caps);
-  return accepted;
+// Whether downstream takes the output caps of the present bitrate. When the bitrate alone is in the
+// way, the application hears what to do; the framework would only say not-negotiated.
+static gboolean zel_g719_enc_is_wanted(ZelG719Enc* self, GstCaps* caps, gint32 bitrate) {
+  GstPad* pad = GST_AUDIO_ENCODER_SRC_PAD(self);
+  g_autoptr(GstCaps) offered = gst_pad_get_pad_template_caps(pad);
+  g_autoptr(GstCaps) wanted = gst_pad_peer_query_caps(pad, offered);
+  if (gst_caps_is_empty(wanted) || gst_caps_can_intersect(wanted, caps)) return TRUE;
+
+  GST_ELEMENT_ERROR(
+      self, CORE, NEGOTIATION,
+      ("zelg719enc cannot produce the bitrate that is asked for downstream; set its "
+       "property bitrate to 32000, 48000 or 64000."),
+      ("property bitrate: %d, downstream: %" GST_PTR_FORMAT, bitrate, static_cast<void*>(wanted)));
+  return FALSE;
 }
 
 // Makes the instance and the output caps agree on `bitrate`.
-static gboolean zel_g719_enc_fit_bitrate(ZelG719Enc* self, gint32 bitrate) {
-  if (bitrate != self->encoder->bitrate && !zel_g719_enc_init_encoder(self, bitrate)) return FALSE;
-  return zel_g719_enc_set_output_caps(self, bitrate);
+static GstFlowReturn zel_g719_enc_fit_bitrate(ZelG719Enc* self, gint32 bitrate) {
+  g_autoptr(GstCaps) caps = gst_caps_make_writable(gst_static_pad_template_get_caps(&src_template));
+  gst_structure_fixate_field_nearest_int(gst_caps_get_structure(caps, 0), "bitrate", bitrate);
+  if (!zel_g719_enc_is_wanted(self, caps, bitrate)) return GST_FLOW_NOT_NEGOTIATED;
+  if (bitrate != self->encoder->bitrate && !zel_g719_enc_init_encoder(self, bitrate)) {
+    return GST_FLOW_ERROR;
+  }
+  return gst_audio_encoder_set_output_format(GST_AUDIO_ENCODER(self), caps)
+             ? GST_FLOW_OK
+             : GST_FLOW_NOT_NEGOTIATED;
 }
 
 static gboolean zel_g719_enc_start(GstAudioEncoder* base) {
@@ -141,7 +158,7 @@ static gboolean zel_g719_enc_stop(GstAudioEncoder* base) {
 
 static gboolean zel_g719_enc_set_format(GstAudioEncoder* base, GstAudioInfo*) {
   auto* self = ZEL_G719_ENC(base);
-  const gboolean accepted = zel_g719_enc_fit_bitrate(self, g_atomic_int_get(&self->bitrate));
+  const GstFlowReturn flow = zel_g719_enc_fit_bitrate(self, g_atomic_int_get(&self->bitrate));
 
   gst_audio_encoder_set_frame_samples_min(base, g719::FRAME_SAMPLES);
   gst_audio_encoder_set_frame_samples_max(base, g719::FRAME_SAMPLES);
@@ -153,50 +170,56 @@ static gboolean zel_g719_enc_set_format(GstAudioEncoder* base, GstAudioInfo*) {
   const GstClockTime frame_time =
       gst_util_uint64_scale_int(g719::FRAME_SAMPLES, GST_SECOND, g719::SAMPLE_RATE);
   gst_audio_encoder_set_latency(base, frame_time, frame_time);
-  return accepted;
+  return flow == GST_FLOW_OK;
 }
 
-// Writes the payload of one frame: 960 samples at `pcm`, wherever they are aligned.
+// Writes the payload of the frame at `pcm`.
 static void zel_g719_enc_write_payload(ZelG719Enc* self, const guint8* pcm, guint8* payload) {
   gint16 samples[g719::FRAME_SAMPLES];
-  std::memcpy(samples, pcm, sizeof samples);
+  read_samples(pcm, samples);
   payload[0] = g719::toc_of_bitrate(self->encoder->bitrate);
   payload[1] = 1;
   g719_encoder_encode(self->encoder, samples, payload + g719::PAYLOAD_HEADER_BYTES);
 }
 
-static GstFlowReturn zel_g719_enc_handle_frame(GstAudioEncoder* base, GstBuffer* input) {
-  auto* self = ZEL_G719_ENC(base);
-  const gint32 bitrate = g_atomic_int_get(&self->bitrate);
-  if (bitrate != self->encoder->bitrate && !zel_g719_enc_fit_bitrate(self, bitrate)) {
-    return GST_FLOW_ERROR;
-  }
-
-  MappedBuffer pcm(input, GST_MAP_READ);
+// Turns one frame of audio into a new buffer with its payload.
+static GstFlowReturn zel_g719_enc_encode_frame(ZelG719Enc* self, GstBuffer* input,
+                                               GstBuffer** output) {
+  const MappedBuffer pcm(input, GST_MAP_READ);
   if (!pcm) {
     GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Could not map the audio to encode."), (nullptr));
     return GST_FLOW_ERROR;
   }
   GST_LOG_OBJECT(self, "Received buffer of size %" G_GSIZE_FORMAT, pcm.size());
 
-  const auto frame_bytes = static_cast<gsize>(g719::frame_bytes_of_bitrate(bitrate));
-  GstBuffer* output =
-      gst_audio_encoder_allocate_output_buffer(base, g719::PAYLOAD_HEADER_BYTES + frame_bytes);
-  if (output == nullptr) {
+  const gint32 frame_bytes = g719::frame_bytes_of_bitrate(self->encoder->bitrate);
+  *output = gst_audio_encoder_allocate_output_buffer(
+      GST_AUDIO_ENCODER(self), g719::PAYLOAD_HEADER_BYTES + static_cast<gsize>(frame_bytes));
+  if (*output == nullptr) {
     GST_DEBUG_OBJECT(self, "failed to alloc buffer");
     return GST_FLOW_ERROR;
   }
-  MappedBuffer payload(output, GST_MAP_WRITE);
+  const MappedBuffer payload(*output, GST_MAP_WRITE);
   if (!payload) {
-    gst_buffer_unref(output);
     GST_ELEMENT_ERROR(self, RESOURCE, WRITE, ("Could not map the buffer for the payload."),
                       (nullptr));
     return GST_FLOW_ERROR;
   }
-
   zel_g719_enc_write_payload(self, pcm.data(), payload.data());
-  payload.unmap();
-  pcm.unmap();
   GST_LOG_OBJECT(self, "Finished encoding");
-  return gst_audio_encoder_finish_frame(base, output, g719::FRAME_SAMPLES);
+  return GST_FLOW_OK;
+}
+
+static GstFlowReturn zel_g719_enc_handle_frame(GstAudioEncoder* base, GstBuffer* input) {
+  auto* self = ZEL_G719_ENC(base);
+  const gint32 bitrate = g_atomic_int_get(&self->bitrate);
+  GstFlowReturn flow = GST_FLOW_OK;
+  GstBuffer* payload = nullptr;
+  if (bitrate != self->encoder->bitrate) flow = zel_g719_enc_fit_bitrate(self, bitrate);
+  if (flow == GST_FLOW_OK) flow = zel_g719_enc_encode_frame(self, input, &payload);
+  if (flow != GST_FLOW_OK) {
+    gst_clear_buffer(&payload);
+    return flow;
+  }
+  return gst_audio_encoder_finish_frame(base, payload, g719::FRAME_SAMPLES);
 }
