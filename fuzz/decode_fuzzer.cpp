@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (; size >= 2 + frame_bytes; size -= 2 + frame_bytes, data += 2 + frame_bytes) {
     // Buffers of their own, so that a step outside is seen.
     const auto frame = std::make_unique<std::uint8_t[]>(frame_bytes);
-    const auto samples = std::make_unique<std::int16_t[]>(g719::FRAME_SAMPLES);
+    const auto samples = std::make_unique<std::int16_t[]>(G719_FRAME_SAMPLES);
     for (std::size_t i = 0; i < frame_bytes; ++i) frame[i] = data[2 + i];
     g719_decoder_decode(decoder.get(), frame.get(), samples.get(), data[1] % 2 == 0);
   }

@@ -18,8 +18,8 @@
 
 namespace {
 
-constexpr std::size_t SEGMENT = g719::FRAME_SAMPLES;
-constexpr std::size_t DELAY = g719::CODEC_DELAY_SAMPLES;
+constexpr std::size_t SEGMENT = G719_FRAME_SAMPLES;
+constexpr std::size_t DELAY = G719_DELAY_SAMPLES;
 constexpr double SILENCE = 10.0 * 10.0;  // mean square: an RMS of 10 units
 
 // The samples of the first data chunk. A file without one ends the program.

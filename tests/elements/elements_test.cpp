@@ -16,8 +16,8 @@ GST_PLUGIN_STATIC_DECLARE(zelg719_avx);
 #define CAN_FAIL(what, failure, type, name, parameters, arguments) \
   type __real_##name parameters;                                   \
   type __wrap_##name parameters { return broken == (what) ? (failure) : __real_##name arguments; }
-CAN_FAIL("create", nullptr, g719_encoder*, _Z19g719_encoder_createi, (gint bitrate), (bitrate))
-CAN_FAIL("create", nullptr, g719_decoder*, _Z19g719_decoder_createi, (gint bitrate), (bitrate))
+CAN_FAIL("create", nullptr, g719_encoder*, g719_encoder_create, (gint bitrate), (bitrate))
+CAN_FAIL("create", nullptr, g719_decoder*, g719_decoder_create, (gint bitrate), (bitrate))
 CAN_FAIL("allocate", nullptr, GstBuffer*, gst_audio_encoder_allocate_output_buffer,
          (GstAudioEncoder * base, gsize size), (base, size))
 CAN_FAIL("allocate", nullptr, GstBuffer*, gst_audio_decoder_allocate_output_buffer,

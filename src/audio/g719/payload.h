@@ -20,7 +20,7 @@ inline constexpr char G719_PAYLOAD_CAPS[] = "audio/G719";
 namespace g719 {
 
 inline constexpr std::size_t PAYLOAD_HEADER_BYTES = 2;
-inline constexpr std::size_t FRAME_PCM_BYTES = FRAME_SAMPLES * sizeof(std::int16_t);
+inline constexpr std::size_t FRAME_PCM_BYTES = G719_FRAME_SAMPLES * sizeof(std::int16_t);
 
 // Bytes a frame at `bitrate`, in bit/s.
 constexpr std::int32_t frame_bytes_of_bitrate(std::int32_t bitrate) { return bitrate * 20 / 8000; }

@@ -10,11 +10,11 @@
 
 inline void read_samples(const guint8* pcm, gint16* samples) {
   std::memcpy(samples, pcm, g719::FRAME_PCM_BYTES);
-  for (int i = 0; i < g719::FRAME_SAMPLES; i++) samples[i] = GINT16_FROM_LE(samples[i]);
+  for (int i = 0; i < G719_FRAME_SAMPLES; i++) samples[i] = GINT16_FROM_LE(samples[i]);
 }
 
 inline void write_samples(const gint16* samples, guint8* pcm) {
-  for (int i = 0; i < g719::FRAME_SAMPLES; i++, pcm += sizeof(gint16)) {
+  for (int i = 0; i < G719_FRAME_SAMPLES; i++, pcm += sizeof(gint16)) {
     const gint16 sample = GINT16_TO_LE(samples[i]);
     std::memcpy(pcm, &sample, sizeof sample);
   }

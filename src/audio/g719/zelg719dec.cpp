@@ -146,7 +146,7 @@ static void zel_g719_dec_check_size(ZelG719Dec* self, const GstBuffer* input, gs
 static void zel_g719_dec_decode_frames(ZelG719Dec* self, const guint8* frame,
                                        const g719::PayloadLayout& layout, guint8* pcm) {
   const bool straight = holds_samples(pcm);
-  gint16 bounce[g719::FRAME_SAMPLES];
+  gint16 bounce[G719_FRAME_SAMPLES];
   for (guint i = 0; i < layout.frames_complete; i++) {
     GST_LOG_OBJECT(self, "Decoding frame %u/%u", i + 1, layout.frames_complete);
     gint16* samples = straight ? static_cast<gint16*>(static_cast<void*>(pcm)) : bounce;

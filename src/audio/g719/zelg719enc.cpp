@@ -160,22 +160,22 @@ static gboolean zel_g719_enc_set_format(GstAudioEncoder* base, GstAudioInfo*) {
   auto* self = ZEL_G719_ENC(base);
   const GstFlowReturn flow = zel_g719_enc_fit_bitrate(self, g_atomic_int_get(&self->bitrate));
 
-  gst_audio_encoder_set_frame_samples_min(base, g719::FRAME_SAMPLES);
-  gst_audio_encoder_set_frame_samples_max(base, g719::FRAME_SAMPLES);
+  gst_audio_encoder_set_frame_samples_min(base, G719_FRAME_SAMPLES);
+  gst_audio_encoder_set_frame_samples_max(base, G719_FRAME_SAMPLES);
   // Without it a large buffer arrives as many frames in one call.
   gst_audio_encoder_set_frame_max(base, 1);
   gst_audio_encoder_set_hard_min(base, TRUE);
   gst_audio_encoder_set_drainable(base, FALSE);
 
   const GstClockTime frame_time =
-      gst_util_uint64_scale_int(g719::FRAME_SAMPLES, GST_SECOND, g719::SAMPLE_RATE);
+      gst_util_uint64_scale_int(G719_FRAME_SAMPLES, GST_SECOND, G719_SAMPLE_RATE);
   gst_audio_encoder_set_latency(base, frame_time, frame_time);
   return flow == GST_FLOW_OK;
 }
 
 // Writes the payload of the frame at `pcm`.
 static void zel_g719_enc_write_payload(ZelG719Enc* self, const guint8* pcm, guint8* payload) {
-  gint16 samples[g719::FRAME_SAMPLES];
+  gint16 samples[G719_FRAME_SAMPLES];
   read_samples(pcm, samples);
   payload[0] = g719::toc_of_bitrate(self->encoder->bitrate);
   payload[1] = 1;
@@ -221,5 +221,5 @@ static GstFlowReturn zel_g719_enc_handle_frame(GstAudioEncoder* base, GstBuffer*
     gst_clear_buffer(&payload);
     return flow;
   }
-  return gst_audio_encoder_finish_frame(base, payload, g719::FRAME_SAMPLES);
+  return gst_audio_encoder_finish_frame(base, payload, G719_FRAME_SAMPLES);
 }

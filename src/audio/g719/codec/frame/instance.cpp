@@ -3,13 +3,13 @@
 #include "frame/frame_decoder.h"
 #include "frame/frame_encoder.h"
 #include "frame/processor_level.h"
-#include "g719.h"
+#include "base/word.h"
 
 namespace {
 
 bool is_supported(std::int32_t bitrate) {
-  return bitrate >= g719::MIN_BITRATE && bitrate <= g719::MAX_BITRATE &&
-         bitrate % g719::BITRATE_STEP == 0;
+  return bitrate >= G719_MIN_BITRATE && bitrate <= G719_MAX_BITRATE &&
+         bitrate % G719_BITRATE_STEP == 0;
 }
 
 // A new record with its header set, or null.
@@ -21,7 +21,7 @@ Instance* create(std::int32_t bitrate) {
   instance->bitrate = bitrate;
   instance->frame_bits = bitrate / 50;
   instance->frame_bytes = instance->frame_bits / 8;
-  instance->frame_samples = g719::FRAME_SAMPLES;
+  instance->frame_samples = G719_FRAME_SAMPLES;
   return instance;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "g719.h"
+#include "base/word.h"
 
 // An instruction set that the library holds a copy of the codec for. All copies work on the same
 // records and give the same bits.

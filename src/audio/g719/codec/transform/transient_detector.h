@@ -1,6 +1,6 @@
 #pragma once
 
-#include "g719.h"
+#include "base/word.h"
 
 namespace g719 {
 
