@@ -26,7 +26,7 @@ struct _ZelG719Dec {
   gboolean blocksize_hinted;  // since start
 };
 
-// Payload files tell no sizes, so that most of what comes of a wrong one is noise.
+// Nothing in a file of payloads marks their borders, and read at others it mostly gives noise.
 static constexpr char BLOCKSIZE_HINT[] =
     "To play a file of payloads, set blocksize of the file source to the payload size, for example "
     "122.";

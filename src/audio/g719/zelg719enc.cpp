@@ -114,8 +114,8 @@ static gboolean zel_g719_enc_init_encoder(ZelG719Enc* self, gint32 bitrate) {
   return TRUE;
 }
 
-// Whether downstream takes the output caps of the present bitrate. When the bitrate alone is in the
-// way, the application hears what to do; the framework would only say not-negotiated.
+// Whether downstream may take the output caps `caps`. Where the bitrate alone is in the way, the
+// application hears what to do; the framework, which sees to the rest, only says not-negotiated.
 static gboolean zel_g719_enc_is_wanted(ZelG719Enc* self, GstCaps* caps, gint32 bitrate) {
   GstPad* pad = GST_AUDIO_ENCODER_SRC_PAD(self);
   g_autoptr(GstCaps) offered = gst_pad_get_pad_template_caps(pad);
