@@ -1,3 +1,4 @@
+#!/bin/sh
 # Plays the pipelines that a README shows, in its order and in the present folder, and counts them.
 # A tone stands for the microphone, and a file for the loudspeaker, which must not stay silent.
 set -eu
@@ -15,7 +16,7 @@ while read -r command; do
   esac
   eval "$command"
   case $command in
-  *udpsink*) kill -INT $! && wait $! ;;
+  *udpsink*) kill -INT $!; wait $! || : ;;
   *heard*) ;;
   *) continue ;;
   esac

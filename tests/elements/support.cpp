@@ -256,6 +256,7 @@ std::string Element::step(const std::string& text) {
       {"misalign", [&] { misalign(this); }},
       {"log", [&] { gst_debug_set_threshold_for_name("g719*", GST_LEVEL_LOG); }},
   };
+  if (!VERBS.contains(verb)) return "=> no such step\n";
   outcome.clear();
   broken = failing == std::string::npos ? "" : text.substr(failing + 2);
   VERBS.at(verb)();
@@ -282,6 +283,7 @@ void add_cases(const std::string& path, const std::function<Player(const std::st
     if (!what.empty()) cases[name] += what + "\n";
     if (arrow != std::string::npos) cases[name] += line.substr(arrow) + "\n";
   }
+  if (cases.empty()) g_error("no cases in %s", path.c_str());
   for (const auto& [full_name, text] : cases) {
     const gsize dot = full_name.find('.');
     const std::string suite = full_name.substr(0, dot);
