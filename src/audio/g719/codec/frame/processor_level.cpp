@@ -24,7 +24,7 @@ namespace {
 
 #ifdef __x86_64__
 // Without lzcnt the instruction counts wrongly.
-bool has_lzcnt() {
+[[maybe_unused]] bool has_lzcnt() {
   unsigned a = 0;
   unsigned b = 0;
   unsigned c = 0;
