@@ -15,11 +15,7 @@ while read -r command; do
     ;;
   esac
   eval "$command"
-  case $command in
-  *udpsink*) kill -INT $!; wait $! || : ;;
-  *heard*) ;;
-  *) continue ;;
-  esac
+  case $command in *udpsink*) kill -INT $!; wait $! || : ;; *heard*) ;; *) continue ;; esac
   [ "$(wc -c <heard)" -gt 40000 ] || echo "silent: $command"
   rm heard
 done <commands
