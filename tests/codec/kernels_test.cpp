@@ -35,56 +35,62 @@ struct Round {
   int shape;  // of what is drawn from here on
   std::mt19937_64 random;
   codec_test::Digest digest{};
+  // Of the array that is drawn: limits, present index and uniform value, and what runs through it.
+  std::int64_t low{}, high{}, i{}, uniform{}, level{}, path{}, slope{};
 
-  std::int64_t pick(std::int64_t low, std::int64_t high) {
-    return low + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(high - low + 1));
+  std::int64_t pick(std::int64_t from, std::int64_t to) {
+    return from + static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(to - from + 1));
   }
   bool one_in(int n) { return pick(1, n) == 1; }
   template <typename T>
-  std::vector<T> draw(int count, std::int64_t low = std::numeric_limits<T>::min(),
-                      std::int64_t high = std::numeric_limits<T>::max());
+  std::vector<T> draw(int count, std::int64_t lowest = std::numeric_limits<T>::min(),
+                      std::int64_t highest = std::numeric_limits<T>::max());
 };
 
-// Value i of an array: its limits, a uniform value between them, and what runs through the array.
-struct Value {
-  Round* round;
-  int i;
-  std::int64_t low, high, uniform;
-  std::int64_t level, path, slope;
-};
 constexpr struct {
   const char* name;
-  std::int64_t (*draw)(Value& v);
+  std::int64_t (*value)(Round& r);
 } SHAPES[] = {
-    {"uniform", [](Value& v) { return v.uniform; }},
-    {"sparse", [](Value& v) { return v.round->one_in(64) ? v.uniform : 0; }},
-    {"minima", [](Value& v) { return v.low; }},
-    {"maxima", [](Value& v) { return v.high; }},
-    {"alternating", [](Value& v) { return v.i % 2 == 0 ? v.high : v.low; }},
-    {"extremes", [](Value& v) { return v.uniform % 2 == 0 ? v.high : v.low; }},
-    {"small", [](Value& v) { return v.round->pick(-4, 4); }},
-    {"steps", [](Value& v) { return v.low + (v.high - v.low) / 16 * v.round->pick(0, 16); }},
+    {"uniform", [](Round& r) { return r.uniform; }},
+    {"sparse", [](Round& r) { return r.one_in(64) ? r.uniform : 0; }},
+    {"minima", [](Round& r) { return r.low; }},
+    {"maxima", [](Round& r) { return r.high; }},
+    {"alternating", [](Round& r) { return r.i % 2 == 0 ? r.high : r.low; }},
+    {"extremes", [](Round& r) { return r.uniform % 2 == 0 ? r.high : r.low; }},
+    {"small", [](Round& r) { return r.pick(-4, 4); }},
+    {"steps", [](Round& r) { return r.low + (r.high - r.low) / 16 * r.pick(0, 16); }},
     {"slopes",  // flat ones, on which a filter can rest in several states
-     [](Value& v) {
-       if (v.round->one_in(64)) v.slope = v.round->pick(-4, 4);
-       if (v.round->one_in(256)) v.path = v.uniform;
-       return v.path = std::clamp(v.path + v.slope, v.low, v.high);
+     [](Round& r) {
+       if (r.one_in(64)) r.slope = r.pick(-4, 4);
+       if (r.one_in(256)) r.path = r.uniform;
+       return r.path = std::clamp(r.path + r.slope, r.low, r.high);
      }},
-    {"levels", [](Value& v) { return v.uniform >> v.round->pick(0, 31); }},
-    {"level", [](Value& v) { return v.uniform >> v.level; }},
+    {"levels", [](Round& r) { return r.uniform >> r.pick(0, 31); }},
+    {"level", [](Round& r) { return r.uniform >> r.level; }},
 };
 constexpr int UNIFORM = 0, SPARSE = 1;
 
 template <typename T>
-std::vector<T> Round::draw(int count, std::int64_t low, std::int64_t high) {
-  Value value = {this, 0, low, high, 0, pick(0, std::numeric_limits<T>::digits), pick(low, high),
-                 0};
+std::vector<T> Round::draw(int count, std::int64_t lowest, std::int64_t highest) {
+  low = lowest, high = highest, slope = 0;
+  level = pick(0, std::numeric_limits<T>::digits);
+  path = pick(low, high);
   std::vector<T> values(count);
-  for (value.i = 0; value.i < count; ++value.i) {
-    value.uniform = pick(low, high);
-    values[value.i] = std::clamp(SHAPES[shape].draw(value), low, high);
+  for (i = 0; i < count; ++i) {
+    uniform = pick(low, high);
+    values[i] = std::clamp(SHAPES[shape].value(*this), low, high);
   }
   return values;
+}
+
+// The smallest value, up to `end`, that no longer has what smaller ones have.
+std::int64_t border(std::int64_t end, auto has_it) {
+  std::int64_t begin = 0;
+  while (begin < end) {
+    const std::int64_t middle = (begin + end) / 2;
+    has_it(middle) ? begin = middle + 1 : end = middle;
+  }
+  return end;
 }
 
 // An array that a kernel writes, between guards; at its end it goes into the round's digest.
@@ -208,13 +214,11 @@ constexpr Kernel KERNELS[] = {
        g719_encoder_state state = {};
        if (round->one_in(2)) state.filter_output_memory = round->draw<Word16>(1)[0];
        if (round->one_in(2)) state.filter_input_memory = round->one_in(2) ? MIN_16 : MAX_16;
-       std::int64_t low = 0, high = std::int64_t{1} << 48;
-       while (low < high) {
-         g719_encoder_state probe = with_energy(state, (low + high) / 2);
-         const bool transient = detect_transient(samples.data(), &probe) != 0;
-         (transient ? low : high) = (low + high) / 2 + (transient ? 1 : 0);
-       }
-       for (const std::int64_t energy : {low, low - 1, round->pick(0, low)}) {
+       const std::int64_t stationary = border(1LL << 48, [&](std::int64_t energy) {
+         g719_encoder_state probe = with_energy(state, energy);
+         return detect_transient(samples.data(), &probe);
+       });
+       for (const std::int64_t energy : {stationary, stationary - 1, round->pick(0, stationary)}) {
          g719_encoder_state near = with_energy(state, std::max<std::int64_t>(energy, 0));
          near.transient_hangover = round->one_in(4);
          const Word16 transient = detect_transient(samples.data(), &near);
@@ -270,12 +274,10 @@ constexpr Kernel KERNELS[] = {
          return norms[band];
        };
        for (int band = round->pick(0, 10); band < NUM_BANDS; band += 11) {
-         Word32 low = 0, high = round->pick(0, MAX_32);
-         while (high - low > 1) {
-           const Word32 middle = low + (high - low) / 2;
-           (norm(band, middle) == norm(band, low) ? low : high) = middle;
-         }
-         spectrum[band_start[band]] = round->one_in(2) ? low : high;
+         const Word32 high = border(round->pick(0, MAX_32), [&](Word32 first) {
+           return norm(band, first) == norm(band, 0);
+         });
+         spectrum[band_start[band]] = round->one_in(2) ? high - 1 : high;
        }
        compute_band_norms(spectrum.data(), Out<Word16>(round, NUM_BANDS));
      }},
