@@ -16,7 +16,7 @@
 #include "lattice/lattice_decoder.h"
 #include "lattice/lattice_encoder.h"
 #include "lattice/noise.h"
-#include "recorded.h"
+#include "support.h"
 #include "transform/analysis_window.h"
 #include "transform/dct4.h"
 #include "transform/forward_transform.h"
@@ -158,44 +158,16 @@ Words draw_band_bits(Round* round) {
   return round->draw<Word16>(NUM_BANDS, 0, round->one_in(3) ? 1 : MAX_BAND_BITS);
 }
 
-// Vectors half way between two of the one-bit codebook, give or take; its 1.0 is 256 / 1.1 = 233.
-Words draw_between_codevectors(Round* round) {
-  Words coefs;
-  while (coefs.size() < NUM_CODED_COEFS) {
-    const auto& a = ONE_BIT_CODEBOOK[round->pick(0, 255)];
-    const auto& b = ONE_BIT_CODEBOOK[round->pick(0, 255)];
-    for (int i = 0; i < VECTOR_SIZE; ++i) {
-      coefs.push_back((a[i] + b[i]) * 233 / 2 + LATTICE_BIAS + round->pick(-2, 2));
-    }
-  }
-  return coefs;
-}
-
 // Some large components of nearly one magnitude in each vector, so that classes nearly tie.
 Words draw_near_ties(Round* round) {
   Words coefs(NUM_CODED_COEFS);
   int level = 0;
   for (int i = 0; i < NUM_CODED_COEFS; ++i) {
-    if (i % VECTOR_SIZE == 0) level = round->pick(200, 3600);
+    if (i % VECTOR_SIZE == 0) level = round->pick(100, round->one_in(2) ? 700 : 3600);
     const int large = level + round->pick(-8, 8);
     coefs[i] = round->one_in(3) ? large : round->one_in(2) ? -large : round->pick(-150, 150);
   }
   return coefs;
-}
-
-// The entries of an index array that mean something: one for each vector of a band with 1 bit, all
-// of a band with more.
-template <typename Visit>
-void for_each_index(const Words& band_bits, Visit visit) {
-  for (int b = 0; b < NUM_BANDS; ++b) {
-    const int step = band_bits[b] == 1 ? VECTOR_SIZE : 1;
-    for (int i = band_start[b]; band_bits[b] > 0 && i < band_end[b]; i += step) {
-      visit(i, band_bits[b] == 1 ? 255 : (1 << band_bits[b]) - 1);
-    }
-  }
-}
-void note_indices(Round* round, const Words& index, const Words& band_bits) {
-  for_each_index(band_bits, [&](int i, int) { round->digest.add(index[i]); });
 }
 
 struct Kernel {
@@ -318,31 +290,29 @@ constexpr Kernel KERNELS[] = {
      [](Round* round) {
        const int kind = round->pick(0, 5);
        const int limit = (1 << round->pick(8, 15)) - 1;
-       const Words coefs = kind == 0   ? draw_between_codevectors(round)
-                           : kind == 1 ? draw_near_ties(round)
-                                       : round->draw<Word16>(NUM_CODED_COEFS, -limit, limit);
+       const Words coefs =
+           kind < 2 ? draw_near_ties(round) : round->draw<Word16>(NUM_CODED_COEFS, -limit, limit);
        const Words bits = kind < 2 ? Words(NUM_BANDS, 1) : draw_band_bits(round);
-       Words index(NUM_CODED_COEFS);
-       quantize_bands(coefs.data(), bits.data(), index.data());
-       note_indices(round, index, bits);
+       quantize_bands(coefs.data(), bits.data(), Out<Word16>(round, NUM_CODED_COEFS));
      }},
     {"dequantisation", 100,
      [](Round* round) {
        Words index = round->draw<Word16>(NUM_CODED_COEFS);
        const Words bits = draw_band_bits(round);
-       for_each_index(bits, [&](int i, int largest) { index[i] &= largest; });
+       for (int b = 0; b < NUM_BANDS; ++b) {
+         const int largest = bits[b] == 1 ? 255 : (1 << bits[b]) - 1;
+         for (int i = band_start[b]; i < band_end[b]; ++i) index[i] &= largest;
+       }
        dequantize_bands(index.data(), bits.data(), Out<Word16>(round, NUM_CODED_COEFS));
      }},
     {"leftover_bands", 100,
      [](Round* round) {
-       const Words coefs = round->draw<Word16>(NUM_CODED_COEFS);
-       Words bits = draw_band_bits(round), leftover(NUM_BANDS), index(NUM_CODED_COEFS), order;
+       Words bits = draw_band_bits(round), leftover(NUM_BANDS), order;
        for (int b = 0; b < NUM_BANDS; ++b) order.insert(order.begin() + round->pick(0, b), b);
        const int coded_bands = round->one_in(2) ? NUM_LOW_BANDS : NUM_BANDS;
        allocate_leftover_bits(order.data(), coded_bands, round->pick(-40, 200), bits.data(),
                               leftover.data());
-       quantize_bands(coefs.data(), leftover.data(), index.data());
-       note_indices(round, index, leftover);
+       round->digest.add_all(leftover);
      }},
     {"noise", 150,
      [](Round* round) {

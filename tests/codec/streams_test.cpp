@@ -9,8 +9,7 @@
 #include <set>
 #include <string>
 
-#include "codec_fixture.h"
-#include "recorded.h"
+#include "support.h"
 
 namespace {
 

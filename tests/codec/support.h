@@ -1,13 +1,19 @@
-// Test material made with integers alone: every compiler and every machine makes the same.
+// What the tests of the codec share: material, instances, and digests of what must never change.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <random>
+#include <string>
 #include <vector>
 
+#include "g719.h"
+
 namespace codec_test {
+
+// Material is made with integers alone: every compiler and every machine makes the same.
 
 using Bytes = std::vector<std::uint8_t>;
 using Samples = std::vector<std::int16_t>;
@@ -102,5 +108,61 @@ inline Samples make_signal(const Signal& signal, int frames, unsigned seed = 1) 
   }
   return samples;
 }
+
+// Codec instances: owned, and with vectors for arrays.
+
+struct Release {
+  void operator()(g719_encoder* encoder) const { g719_encoder_destroy(encoder); }
+  void operator()(g719_decoder* decoder) const { g719_decoder_destroy(decoder); }
+};
+
+inline std::vector<Bytes> encode_all(int bitrate, const Samples& input) {
+  const std::unique_ptr<g719_encoder, Release> encoder(g719_encoder_create(bitrate));
+  std::vector<Bytes> frames;
+  for (std::size_t at = 0; at < input.size(); at += FRAME) {
+    frames.emplace_back(g719_encoder_frame_bytes(encoder.get()));
+    g719_encoder_encode(encoder.get(), input.data() + at, frames.back().data());
+  }
+  return frames;
+}
+
+class Decoder {
+ public:
+  explicit Decoder(int bitrate) : decoder_(g719_decoder_create(bitrate)) {}
+  Samples decode(const Bytes& frame, bool lost = false) {
+    Samples samples(g719_decoder_frame_samples(decoder_.get()));
+    g719_decoder_decode(decoder_.get(), frame.data(), samples.data(), lost);
+    return samples;
+  }
+
+ private:
+  std::unique_ptr<g719_decoder, Release> decoder_;
+};
+
+// FNV-1a over values, each as 32 bits, low byte first, whatever its type and the machine's order.
+class Digest {
+ public:
+  void add(std::int32_t value) {
+    for (int shift = 0; shift < 32; shift += 8) {
+      hash_ = (hash_ ^ (static_cast<std::uint32_t>(value) >> shift & 0xFF)) * 0x100000001B3;
+    }
+  }
+  void add_all(const auto& values) {
+    for (const auto value : values) add(value);
+  }
+  std::string text(int digits = 16) const {  // the last hexadecimal digits
+    std::string text;
+    while (digits-- > 0) text += "0123456789abcdef"[hash_ >> (4 * digits) & 15];
+    return text;
+  }
+
+ private:
+  std::uint64_t hash_ = 0xCBF29CE484222325;
+};
+
+// Holds the entries to the line "name entry entry ..." of tests/digests/FILE.txt and says which
+// entry differs first.
+void expect_recorded(const std::string& file, const std::string& name,
+                     const std::vector<std::string>& entries);
 
 }  // namespace codec_test
