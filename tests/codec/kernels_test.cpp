@@ -163,8 +163,8 @@ Words draw_near_ties(Round* round) {
   Words coefs(NUM_CODED_COEFS);
   int level = 0;
   for (int i = 0; i < NUM_CODED_COEFS; ++i) {
-    if (i % VECTOR_SIZE == 0) level = round->pick(100, round->one_in(2) ? 700 : 3600);
-    const int large = level + round->pick(-8, 8);
+    if (i % VECTOR_SIZE == 0) level = round->pick(100, 3600);
+    const int large = level + round->pick(-3, 3);
     coefs[i] = round->one_in(3) ? large : round->one_in(2) ? -large : round->pick(-150, 150);
   }
   return coefs;
@@ -286,7 +286,7 @@ constexpr Kernel KERNELS[] = {
        allocate_bits(weights, order, round->pick(-200, round->one_in(4) ? 64 : 2422), count,
                      Out<Word16>(round, NUM_BANDS));
      }},
-    {"quantisation", 300,
+    {"quantisation", 400,
      [](Round* round) {
        const int kind = round->pick(0, 5);
        const int limit = (1 << round->pick(8, 15)) - 1;
