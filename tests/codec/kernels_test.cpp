@@ -164,8 +164,9 @@ Words draw_near_ties(Round* round) {
   int level = 0;
   for (int i = 0; i < NUM_CODED_COEFS; ++i) {
     if (i % VECTOR_SIZE == 0) level = round->pick(100, 3600);
-    const int large = level + round->pick(-3, 3);
-    coefs[i] = round->one_in(3) ? large : round->one_in(2) ? -large : round->pick(-150, 150);
+    const int large = round->one_in(2) ? level : -level;
+    coefs[i] =
+        LATTICE_BIAS + (round->one_in(3) ? round->pick(-150, 150) : large + round->pick(-1, 1));
   }
   return coefs;
 }
