@@ -1,6 +1,7 @@
 #include "envelope/bit_allocation.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <numeric>

@@ -1,6 +1,8 @@
 #include "transform/transient_detector.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <cstdlib>
 
 #include "base/operators.h"
