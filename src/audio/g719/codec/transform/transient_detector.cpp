@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "base/blocks.h"
 #include "base/operators.h"
-#include "transform/blocks.h"
 
 namespace g719 {
 
