@@ -10,8 +10,8 @@
 
 namespace g719 {
 
-// Fields of a frame, one soft bit a bit, most significant bit first. A position points at the next
-// bit; the caller moves it by what was written or read.
+// Fields of a frame, a Word16 for each bit, most significant bit first. A position points at the
+// next bit; the caller moves it by what was written or read.
 
 // Fields are written in blocks of eight soft bits: what a block holds behind its field is
 // overwritten by the next one, and a frame under work has room for a block behind its end.

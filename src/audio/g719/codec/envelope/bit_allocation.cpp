@@ -153,7 +153,7 @@ int allocate_greedily(Search* search, int budget) {
 int top_up(const BandGroup& group, int from, const Word16* order, int count, int budget,
            Word16* bits) {
   for (int rank = 0; rank < count && budget >= group.width; ++rank) {
-    const Word16 band = order[rank];
+    const int band = order[rank];
     if (band < group.first_band || band >= group.end_band || bits[band] != from) continue;
     ++bits[band];
     budget -= group.width;
@@ -226,14 +226,14 @@ int count_allocated_bits(const Word16* bits) {
   return sum;
 }
 
-void allocate_leftover_bits(const Word16* order, int count, int leftover_bits, Word16* bits,
+void allocate_leftover_bits(const Word16* order, int count, int budget, Word16* bits,
                             Word16* leftover) {
   std::fill_n(leftover, NUM_BANDS, Word16{0});
   for (int rank = 1; rank < count; ++rank) {
-    const Word16 band = order[rank];
-    if (bits[band] != 0 || leftover_bits < band_width[band]) continue;
+    const int band = order[rank];
+    if (bits[band] != 0 || budget < band_width[band]) continue;
     bits[band] = leftover[band] = 1;
-    leftover_bits -= band_width[band];
+    budget -= band_width[band];
   }
 }
 
