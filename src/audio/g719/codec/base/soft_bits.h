@@ -42,11 +42,9 @@ inline void write_soft_bits(Word16 value, int n, Word16* position) {
   write_soft_block(value, n, position);
 }
 
-// `count` values of `width` bits each; with width 1 the single value values[0] in `count` bits.
+// `count` values of `width` bits each.
 inline void write_soft_bit_array(const Word16* values, int count, int width, Word16* position) {
-  if (width == 1) {
-    write_soft_bits(values[0], count, position);
-  } else if (width <= SOFT_BLOCK) {
+  if (width <= SOFT_BLOCK) {
     for (int k = 0; k < count; ++k) write_soft_block(values[k], width, position + k * width);
   } else {
     for (int k = 0; k < count; ++k) write_soft_bits(values[k], width, position + k * width);
@@ -87,9 +85,7 @@ inline void read_soft_bits(const BitWindow* position, int n, Word16* result) {
 
 // The reverse of write_soft_bit_array.
 inline void read_soft_bit_array(const BitWindow* position, int count, int width, Word16* results) {
-  if (width == 1) {
-    read_soft_bits(position, count, results);
-  } else if (width <= 8) {
+  if (width <= 8) {
     for (int k = 0; k < count; ++k) results[k] = position[k * width] >> (8 - width);
   } else {
     for (int k = 0; k < count; ++k) read_soft_bits(position + k * width, width, results + k);

@@ -58,7 +58,7 @@ void take_norm_deltas(const BitWindow*& position, FrameFields* fields) {
 void put_fixed(Word16*& position, const Word16* index, int width, int bits) {
   if (bits == 1) {
     for (int i = 0; i < width; i += VECTOR_SIZE) {
-      write_soft_bit_array(index + i, VECTOR_SIZE, 1, position + i);
+      write_soft_bits(index[i], VECTOR_SIZE, position + i);
     }
   } else {
     write_soft_bit_array(index, width, bits, position);
@@ -68,7 +68,7 @@ void put_fixed(Word16*& position, const Word16* index, int width, int bits) {
 void take_fixed(const BitWindow*& position, Word16* index, int width, int bits) {
   if (bits == 1) {
     for (int i = 0; i < width; i += VECTOR_SIZE) {
-      read_soft_bit_array(position + i, VECTOR_SIZE, 1, index + i);
+      read_soft_bits(position + i, VECTOR_SIZE, index + i);
     }
   } else {
     read_soft_bit_array(position, width, bits, index);
