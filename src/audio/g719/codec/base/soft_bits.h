@@ -42,12 +42,12 @@ inline void write_soft_bits(Word16 value, int n, Word16* position) {
   write_soft_block(value, n, position);
 }
 
-// `count` values of `width` bits each.
-inline void write_soft_bit_array(const Word16* values, int count, int width, Word16* position) {
-  if (width <= SOFT_BLOCK) {
-    for (int k = 0; k < count; ++k) write_soft_block(values[k], width, position + k * width);
+// `count` values of `bits` bits each.
+inline void write_soft_bit_array(const Word16* values, int count, int bits, Word16* position) {
+  if (bits <= SOFT_BLOCK) {
+    for (int k = 0; k < count; ++k) write_soft_block(values[k], bits, position + k * bits);
   } else {
-    for (int k = 0; k < count; ++k) write_soft_bits(values[k], width, position + k * width);
+    for (int k = 0; k < count; ++k) write_soft_bits(values[k], bits, position + k * bits);
   }
 }
 
@@ -84,11 +84,11 @@ inline void read_soft_bits(const BitWindow* position, int n, Word16* result) {
 }
 
 // The reverse of write_soft_bit_array.
-inline void read_soft_bit_array(const BitWindow* position, int count, int width, Word16* results) {
-  if (width <= 8) {
-    for (int k = 0; k < count; ++k) results[k] = position[k * width] >> (8 - width);
+inline void read_soft_bit_array(const BitWindow* position, int count, int bits, Word16* results) {
+  if (bits <= 8) {
+    for (int k = 0; k < count; ++k) results[k] = position[k * bits] >> (8 - bits);
   } else {
-    for (int k = 0; k < count; ++k) read_soft_bits(position + k * width, width, results + k);
+    for (int k = 0; k < count; ++k) read_soft_bits(position + k * bits, bits, results + k);
   }
 }
 
