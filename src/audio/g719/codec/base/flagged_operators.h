@@ -4,6 +4,8 @@
 // calling thread's own. The codec computes without them.
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 

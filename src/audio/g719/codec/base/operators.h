@@ -103,7 +103,8 @@ constexpr Word32 scale_q15(Word32 a, Word32 v) {
   return (((a & 0xffff) * v) >> 15) + (a >> 16) * v * 2;
 }
 
-// There, the doubled upper product saturates to 2^31 - 1.
+// The same for any a and v: in the corner that scale_q15 excludes, the doubled upper product
+// saturates to 2^31 - 1.
 constexpr Word32 L_mls(Word32 a, Word16 v) {
   const Word32 upper = a >> 16;
   const Word32 lower = ((a & 0xffff) * v) >> 15;

@@ -1,5 +1,7 @@
 #include "base/soft_bits.h"
 
+#include <algorithm>
+
 namespace g719 {
 
 namespace {

@@ -10,8 +10,8 @@
 
 namespace g719 {
 
-// Fields of a frame, one soft bit a bit, most significant bit first. A position points at the next
-// bit; the caller moves it by what was written or read.
+// Fields of a frame, a Word16 for each bit, most significant bit first. A position points at the
+// next bit; the caller moves it by what was written or read.
 
 // Fields are written in blocks of eight soft bits: what a block holds behind its field is
 // overwritten by the next one, and a frame under work has room for a block behind its end.
@@ -42,14 +42,12 @@ inline void write_soft_bits(Word16 value, int n, Word16* position) {
   write_soft_block(value, n, position);
 }
 
-// `count` values of `width` bits each; with width 1 the single value values[0] in `count` bits.
-inline void write_soft_bit_array(const Word16* values, int count, int width, Word16* position) {
-  if (width == 1) {
-    write_soft_bits(values[0], count, position);
-  } else if (width <= SOFT_BLOCK) {
-    for (int k = 0; k < count; ++k) write_soft_block(values[k], width, position + k * width);
+// `count` values of `bits` bits each.
+inline void write_soft_bit_array(const Word16* values, int count, int bits, Word16* position) {
+  if (bits <= SOFT_BLOCK) {
+    for (int k = 0; k < count; ++k) write_soft_block(values[k], bits, position + k * bits);
   } else {
-    for (int k = 0; k < count; ++k) write_soft_bits(values[k], width, position + k * width);
+    for (int k = 0; k < count; ++k) write_soft_bits(values[k], bits, position + k * bits);
   }
 }
 
@@ -86,13 +84,11 @@ inline void read_soft_bits(const BitWindow* position, int n, Word16* result) {
 }
 
 // The reverse of write_soft_bit_array.
-inline void read_soft_bit_array(const BitWindow* position, int count, int width, Word16* results) {
-  if (width == 1) {
-    read_soft_bits(position, count, results);
-  } else if (width <= 8) {
-    for (int k = 0; k < count; ++k) results[k] = position[k * width] >> (8 - width);
+inline void read_soft_bit_array(const BitWindow* position, int count, int bits, Word16* results) {
+  if (bits <= 8) {
+    for (int k = 0; k < count; ++k) results[k] = position[k * bits] >> (8 - bits);
   } else {
-    for (int k = 0; k < count; ++k) read_soft_bits(position + k * width, width, results + k);
+    for (int k = 0; k < count; ++k) read_soft_bits(position + k * bits, bits, results + k);
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 
 #include "base/band_layout.h"
 #include "base/operators.h"
@@ -40,7 +41,8 @@ int norm_of(const Word32* coefs, int group) {
   const Word32 mean = scale_q15(energy, RECIPROCAL_WIDTH[group]);
   const int mean_shift = norm_l(mean);
   const int half_step = wrapped(bits_of(mean) << mean_shift) < HALF_STEP_BORDER ? 1 : 0;
-  return 19 + mean_shift + 2 * (scale - 16) + half_step;
+  // log2(mean) lies within the unit below 31 - mean_shift.
+  return 50 - 31 + mean_shift + 2 * (scale - 16) + half_step;
 }
 
 }  // namespace

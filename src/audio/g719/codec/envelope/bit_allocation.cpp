@@ -1,11 +1,13 @@
 #include "envelope/bit_allocation.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <numeric>
 #include <utility>
 
+#include "base/blocks.h"
 #include "base/operators.h"
 #include "envelope/bit_allocation_tables.h"
 
@@ -17,12 +19,14 @@ namespace {
 // and all that is made of them stay within a few dozen: plain integers serve.
 constexpr int LEVEL_OF_NORM_0 = 34;
 
-constexpr int RUN = 4;  // neighbouring bands of a transient frame: one of each short block
+// How far below its own level a region masks: 30 dB.
+constexpr int MASKING_DISTANCE = 10;
 
-// Neighbours from the four short blocks share one level.
+// In a transient frame four neighbours, one of each short block, share one level.
 void average_runs(int* levels) {
-  for (int b = 0; b < NUM_BANDS; b += RUN) {
-    std::fill_n(levels + b, RUN, std::accumulate(levels + b, levels + b + RUN, 0) >> 2);
+  for (int b = 0; b < NUM_BANDS; b += SHORT_BLOCKS) {
+    const int sum = std::accumulate(levels + b, levels + b + SHORT_BLOCKS, 0);
+    std::fill_n(levels + b, SHORT_BLOCKS, sum >> 2);
   }
 }
 
@@ -149,7 +153,7 @@ int allocate_greedily(Search* search, int budget) {
 int top_up(const BandGroup& group, int from, const Word16* order, int count, int budget,
            Word16* bits) {
   for (int rank = 0; rank < count && budget >= group.width; ++rank) {
-    const Word16 band = order[rank];
+    const int band = order[rank];
     if (band < group.first_band || band >= group.end_band || bits[band] != from) continue;
     ++bits[band];
     budget -= group.width;
@@ -167,7 +171,7 @@ void compute_band_weights(const Word16* norm_index, bool transient, Word16* weig
 
   int region[NUM_REGIONS];
   region_means(smooth, region);
-  for (int r = 0; r < NUM_REGIONS; ++r) region[r] += WEIGHT_OFFSET[r] - 10;
+  for (int r = 0; r < NUM_REGIONS; ++r) region[r] += WEIGHT_OFFSET[r] - MASKING_DISTANCE;
   spread(region);
   for (int r = 0; r < NUM_REGIONS; ++r) {
     region[r] = WEIGHT_OFFSET[r] - std::max<int>(region[r], WEIGHT_FLOOR[r]);
@@ -222,14 +226,14 @@ int count_allocated_bits(const Word16* bits) {
   return sum;
 }
 
-void allocate_leftover_bits(const Word16* order, int count, int leftover_bits, Word16* bits,
+void allocate_leftover_bits(const Word16* order, int count, int budget, Word16* bits,
                             Word16* leftover) {
   std::fill_n(leftover, NUM_BANDS, Word16{0});
   for (int rank = 1; rank < count; ++rank) {
-    const Word16 band = order[rank];
-    if (bits[band] != 0 || leftover_bits < band_width[band]) continue;
+    const int band = order[rank];
+    if (bits[band] != 0 || budget < band_width[band]) continue;
     bits[band] = leftover[band] = 1;
-    leftover_bits -= band_width[band];
+    budget -= band_width[band];
   }
 }
 

@@ -26,8 +26,9 @@ int count_allocated_bits(const Word16* bits);
 
 // Spends what the coefficient fields left of their budget: each band without bits that still fits
 // gets one a coefficient, by descending weight; the heaviest band is never among them. Such bands
-// become 1 in `bits` and in `leftover`, where all others are 0. leftover_bits may be negative.
-void allocate_leftover_bits(const Word16* order, int count, int leftover_bits, Word16* bits,
+// become 1 in `bits` and in `leftover`, where all others are 0. The budget is negative where a
+// damaged frame's fields took more than theirs.
+void allocate_leftover_bits(const Word16* order, int count, int budget, Word16* bits,
                             Word16* leftover);
 
 }  // namespace g719

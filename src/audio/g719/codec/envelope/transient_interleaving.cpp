@@ -4,31 +4,30 @@
 #include <array>
 
 #include "base/band_layout.h"
+#include "base/blocks.h"
 
 namespace g719 {
 
 namespace {
 
-constexpr int BLOCKS = 4;
-constexpr int BLOCK_SIZE = FRAME_SAMPLES / BLOCKS;
-constexpr int BLOCK_CODED = NUM_CODED_COEFS / BLOCKS;
+constexpr int BLOCK_CODED = NUM_CODED_COEFS / SHORT_BLOCKS;
 
 // A run of each short block's coefficients: first one and length. The interleaved spectrum holds
 // block 0's first run, then block 1's first, and so on; then the second runs.
-struct Chunk {
+struct Run {
   int first;
   int length;
 };
-constexpr std::array<Chunk, 9> CHUNKS = {
+constexpr std::array<Run, 9> RUNS = {
     {{0, 16}, {16, 16}, {32, 16}, {48, 16}, {64, 24}, {88, 24}, {112, 24}, {136, 32}, {168, 32}}};
 
 // Calls move(position in the four short spectra, interleaved position, length) for every run.
 template <typename Move>
 void for_each_run(Move move) {
-  for (const Chunk& chunk : CHUNKS) {
-    for (int block = 0; block < BLOCKS; ++block) {
-      move(block * BLOCK_SIZE + chunk.first, BLOCKS * chunk.first + block * chunk.length,
-           chunk.length);
+  for (const Run& run : RUNS) {
+    for (int block = 0; block < SHORT_BLOCKS; ++block) {
+      move(block * SHORT_SAMPLES + run.first, SHORT_BLOCKS * run.first + block * run.length,
+           run.length);
     }
   }
 }
@@ -49,8 +48,9 @@ void deinterleave_transient_spectrum(Word32* spectrum) {
   for_each_run([&](int in_blocks, int in_bands, int length) {
     std::copy_n(interleaved + in_bands, length, spectrum + in_blocks);
   });
-  for (int block = 0; block < BLOCKS; ++block) {
-    std::fill_n(spectrum + block * BLOCK_SIZE + BLOCK_CODED, BLOCK_SIZE - BLOCK_CODED, 0);
+  for (int block = 0; block < SHORT_BLOCKS; ++block) {
+    Word32* uncoded = spectrum + block * SHORT_SAMPLES + BLOCK_CODED;
+    std::fill_n(uncoded, SHORT_SAMPLES - BLOCK_CODED, 0);
   }
 }
 

@@ -1,7 +1,5 @@
 #include "frame/frame_decoder.h"
 
-#include <algorithm>
-
 #include "envelope/transient_interleaving.h"
 #include "frame/block_scaling.h"
 #include "frame/frame_fields.h"
@@ -40,20 +38,15 @@ void init_decoder_state(g719_decoder_state* state, int frame_bits) {
 
 void decode_frame(const Word16* bitstream, bool erased, Word16* samples,
                   g719_decoder_state* state) {
-  const Word32* spectrum = state->previous_spectrum;
-  Word32 repeated[FRAME_SAMPLES];
-  if (erased) {
-    // Concealment: the last spectrum once more; the next lost frame gets half of it.
-    spectrum = std::copy_n(state->previous_spectrum, FRAME_SAMPLES, repeated) - FRAME_SAMPLES;
-    shift_right(state->previous_spectrum, FRAME_SAMPLES, 1);
-  } else {
-    decode_received(bitstream, state);
-  }
+  if (!erased) decode_received(bitstream, state);
 
   Word32 aliased[2 * FRAME_SAMPLES];
-  inverse_transform(spectrum, aliased, state->previous_transient_flag != 0);
+  inverse_transform(state->previous_spectrum, aliased, state->previous_transient_flag != 0);
   shift_right(aliased, 2 * FRAME_SAMPLES, state->previous_spectrum_shift);
   synthesize_frame(aliased, samples, state->synthesis_memory);
+
+  // Concealment: a lost frame repeats the last spectrum; the next lost one gets half of it.
+  if (erased) shift_right(state->previous_spectrum, FRAME_SAMPLES, 1);
 }
 
 }  // namespace g719

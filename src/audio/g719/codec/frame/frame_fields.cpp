@@ -28,11 +28,7 @@ Word16 take(const BitWindow*& position, int width) {
   position += width;
   return value;
 }
-int next_eight(const BitWindow* position) {
-  Word16 value = 0;
-  read_soft_bits(position, 8, &value);
-  return value;
-}
+int next_eight(const BitWindow* position) { return *position; }
 
 // The 43 norm differences.
 
@@ -62,7 +58,7 @@ void take_norm_deltas(const BitWindow*& position, FrameFields* fields) {
 void put_fixed(Word16*& position, const Word16* index, int width, int bits) {
   if (bits == 1) {
     for (int i = 0; i < width; i += VECTOR_SIZE) {
-      write_soft_bit_array(index + i, VECTOR_SIZE, 1, position + i);
+      write_soft_bits(index[i], VECTOR_SIZE, position + i);
     }
   } else {
     write_soft_bit_array(index, width, bits, position);
@@ -72,7 +68,7 @@ void put_fixed(Word16*& position, const Word16* index, int width, int bits) {
 void take_fixed(const BitWindow*& position, Word16* index, int width, int bits) {
   if (bits == 1) {
     for (int i = 0; i < width; i += VECTOR_SIZE) {
-      read_soft_bit_array(position + i, VECTOR_SIZE, 1, index + i);
+      read_soft_bits(position + i, VECTOR_SIZE, index + i);
     }
   } else {
     read_soft_bit_array(position, width, bits, index);
@@ -105,7 +101,9 @@ void take_huffman(const BitWindow*& position, Word16* index, int width, int bits
   }
 }
 
-// The indices of all bands that the allocation gave bits, then of those that got leftover bits.
+// The indices of all bands that the allocation gave bits, then of those that got leftover bits. The
+// writer knows both kinds from the start; the reader learns how many bits are left over from where
+// the first kind ends, and until then its band_bits are those of the allocation.
 
 void put_coefs(Word16*& position, const FrameFields* fields) {
   for (int b = 0; b < fields->coded_bands; ++b) {
@@ -196,9 +194,9 @@ int read_frame_fields(const Word16* soft_bits, int frame_bits, FrameFields* fiel
 
   const BitWindow* coefs = position;
   take_coefs(position, fields);
-  const int leftover_bits = budget - static_cast<int>(position - coefs);
-  allocate_leftover_bits(fields->band_order, fields->coded_bands, leftover_bits, fields->band_bits,
-                         fields->leftover_bits);
+  const int coef_bits = static_cast<int>(position - coefs);
+  allocate_leftover_bits(fields->band_order, fields->coded_bands, budget - coef_bits,
+                         fields->band_bits, fields->leftover_bits);
   take_leftover(position, fields);
   fields->noise_level_index = fields->transient ? 0 : take(position, NOISE_LEVEL_BITS);
   return static_cast<int>(position - frame);

@@ -8,9 +8,9 @@ namespace g719 {
 // What one frame says. The encoder fills the record and writes it; the decoder reads it back.
 struct FrameFields {
   bool transient;     // four short blocks in place of a long one
-  int coded_bands;    // 36 or 44 bands carry coefficients
+  int coded_bands;    // how many bands, from the lowest on, can have bits: 36 or 44
   bool norm_huffman;  // the norm differences are in Huffman code
-  bool coef_huffman;  // and so are the coefficient indices
+  bool coef_huffman;  // the coefficient indices are, where has_huffman_code
 
   Word16 first_norm;                   // 0 to 31
   Word16 norm_delta[NUM_NORM_DELTAS];  // coded order, 0 to 31

@@ -1,9 +1,10 @@
+#include <cstdint>
 #include <new>
 
 #include "frame/frame_decoder.h"
 #include "frame/frame_encoder.h"
 #include "frame/processor_level.h"
-#include "base/word.h"
+#include "g719.h"
 
 namespace {
 

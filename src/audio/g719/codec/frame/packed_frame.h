@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "base/word.h"
 
 namespace g719 {

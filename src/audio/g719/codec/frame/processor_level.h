@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "base/word.h"
 
 // An instruction set that the library holds a copy of the codec for. All copies work on the same

@@ -19,7 +19,8 @@ inline constexpr Word16 LATTICE_BIAS = 4;
 
 inline constexpr int NUM_CLASSES = 10;
 inline constexpr int OPPOSED_PAIR_CLASS = 3;  // one 2 and one -2, which come in either order
-inline constexpr Word16 OPPOSED_PAIRS = 28;   // members of each order
+inline constexpr int OPPOSED_PAIRS = 28;      // members of each order
+inline constexpr int ONES_CLASS = 5;          // the first of those whose components are all +-1
 
 // Leaders in descending order, in units of 1/256.
 inline constexpr std::array<std::array<Word16, VECTOR_SIZE>, NUM_CLASSES> ONE_BIT_LEADER = {{
@@ -99,20 +100,21 @@ inline constexpr auto ONE_BIT_CODEBOOK = [] {
   };
   for (int mask = 0; mask < 256; ++mask) {
     const int members = std::popcount(static_cast<unsigned>(mask));
-    const int rank = ONE_BIT_MASK_RANK[mask];
-    if (members % 2 == 0) place(128 + rank, mask, -1, 1);
+    const auto index = [mask](int c) { return ONE_BIT_CLASS_OFFSET[c] + ONE_BIT_MASK_RANK[mask]; };
+    if (members % 2 == 0) place(index(ONES_CLASS), mask, -1, 1);
     if (members == 1) {
-      place(rank, mask, -2, 0);
-      place(8 + rank, mask, 2, 0);
+      place(index(0), mask, -2, 0);
+      place(index(1), mask, 2, 0);
     }
     if (members == 2) {
-      place(16 + rank, mask, -2, 0);
-      place(100 + rank, mask, 2, 0);
+      place(index(2), mask, -2, 0);
+      place(index(4), mask, 2, 0);
+      const int opposed = index(OPPOSED_PAIR_CLASS);
       const int first = std::countr_zero(static_cast<unsigned>(mask));
-      place(44 + rank, mask, 2, 0);
-      codebook[44 + rank][first] = -2;
-      place(44 + OPPOSED_PAIRS + rank, mask, -2, 0);
-      codebook[44 + OPPOSED_PAIRS + rank][first] = 2;
+      place(opposed, mask, 2, 0);
+      codebook[opposed][first] = -2;
+      place(opposed + OPPOSED_PAIRS, mask, -2, 0);
+      codebook[opposed + OPPOSED_PAIRS][first] = 2;
     }
   }
   return codebook;

@@ -1,5 +1,4 @@
-// The lattice D8, one vector in one register: the set of integer vectors whose coordinates have an
-// even sum. A codebook of R bits a coefficient holds the points of D8 modulo 2^R D8.
+// Arithmetic in the lattice D8 of codebook.h, one vector in one register.
 #pragma once
 
 #include <algorithm>
@@ -10,13 +9,15 @@
 
 namespace g719 {
 
+inline constexpr Lanes FIRST_LANE = {-1, 0, 0, 0, 0, 0, 0, 0};  // true there only
+
 // Moves the component with the largest rounding error to its second nearest integer; the first one
 // among equals, component 0 when all are exact.
 inline Lanes with_even_sum(Lanes x, int shift, Lanes point) {
   constexpr Lanes BACKWARDS = {7, 6, 5, 4, 3, 2, 1, 0};
-  const Lanes wrapped = point << shift;
-  const Lanes saturates = (wrapped == MIN_16) & (point > 0);  // rounded up to 2^15
-  const Lanes error = x - choose(saturates, all_lanes(MAX_16), wrapped);
+  const Lanes rounded = point << shift;
+  const Lanes saturates = (rounded == MIN_16) & (point > 0);  // rounded up to 2^15
+  const Lanes error = x - choose(saturates, all_lanes(MAX_16), rounded);
   const Lanes magnitude = larger(error, -error);
   // Errors are at most half a unit, 2^10: with the position counted backwards in three low bits,
   // the largest key is that of the first largest error.
@@ -40,8 +41,7 @@ inline Lanes nearest_d8(Lanes x, int bits) {
 // half of what the others leave of it.
 inline Lanes d8_index(Lanes point, int bits) {
   const Lanes first = (2 * point - sum_of_lanes(point)) >> 1;
-  constexpr Lanes FIRST = {-1, 0, 0, 0, 0, 0, 0, 0};
-  return choose(FIRST, first, point) & all_lanes((1 << bits) - 1);
+  return choose(FIRST_LANE, first, point) & all_lanes((1 << bits) - 1);
 }
 
 // The codevector of an index: the representative of its class near the origin. Any 8 values of 0 to
@@ -50,8 +50,7 @@ inline Lanes d8_index(Lanes point, int bits) {
 inline Lanes d8_point(Lanes index, int bits) {
   const int up = std::max(0, 13 - 2 * bits);
   const int down = std::max(0, 2 * bits - 13);  // from 7 bits on: drops low bits
-  constexpr Lanes FIRST = {-1, 0, 0, 0, 0, 0, 0, 0};
-  const Lanes generated = index + (FIRST & sum_of_lanes(index));
+  const Lanes generated = index + (FIRST_LANE & sum_of_lanes(index));
   return generated - (nearest_d8((generated << up) >> down, bits) << bits);
 }
 

@@ -24,15 +24,15 @@ constexpr auto ONE_BIT_COEFS = [] {
   return table;
 }();
 
-// Indices below 16 hold a single 2 or -2, those below 128 hold at least one.
-constexpr Word16 SINGLE_TWO_END = 16;
-constexpr Word16 ANY_TWO_END = 128;
+// Indices below the first hold a single 2 or -2, those below the second at least one.
+constexpr int SINGLE_TWO_END = ONE_BIT_CLASS_OFFSET[2];
+constexpr int ANY_TWO_END = ONE_BIT_CLASS_OFFSET[ONES_CLASS];
 
-// The vectors of one band. A vector with a single 2 that follows one with a 2 counts as zero.
+// The vectors of one band. A vector with a single 2 or -2 that follows one with any counts as zero.
 void dequantize_one_bit_band(const Word16* coef_index, int width, Word16* norm_coefs) {
-  Word16 previous = MAX_16;
+  int previous = ANY_TWO_END;
   for (int j = 0; j < width; j += VECTOR_SIZE) {
-    const Word16 index = coef_index[j];
+    const int index = coef_index[j];
     if (previous < ANY_TWO_END && index < SINGLE_TWO_END) {
       std::fill_n(norm_coefs + j, VECTOR_SIZE, LATTICE_BIAS);
     } else {

@@ -4,8 +4,9 @@
 
 namespace g719 {
 
-// How far the normalised coefficients of uncoded bands lie below full level, from below the highest
-// coded band: 3 or less, and negative for loud ones. The frame carries the low two bits.
+// How quiet the uncoded bands are below the highest coded one, or all where none is coded: the
+// halvings by which fill_spectrum should attenuate what it fills in. 3 at most and negative for
+// loud ones; the frame carries the low two bits.
 int estimate_noise_level(const Word16* norm_coefs, const Word16* band_bits);
 
 // Completes a decoded spectrum and gives it its level. Uncoded bands repeat the coded coefficients,

@@ -12,10 +12,12 @@ namespace g719 {
 
 namespace {
 
+constexpr Word16 TENTH = 3277;  // Q15
+
 // 1.1 (coef - bias).
 Word16 scale(Word16 coef) {
   const Word16 t = sub(coef, LATTICE_BIAS);
-  return add(t, mult(t, 3277));
+  return add(t, mult(t, TENTH));
 }
 
 void sort_descending(Word16* u, Word16* positions) {
@@ -45,8 +47,8 @@ int nearest_class(const Word16* sorted) {
   return nearest;
 }
 
-// The index of a member of class c. Of the two marked components of an opposed pair, `first` is the
-// position of the 2 and `last` that of the -2; any order of their magnitudes serves.
+// The index of a member of class c. `first` and `last` tell where the 2 and the -2 of an opposed
+// pair stand, as positions or as the masks of these: the two compare alike.
 Word16 index_of(int c, int mask, int first, int last) {
   const bool opposed = c == OPPOSED_PAIR_CLASS && first < last;
   const int offset = ONE_BIT_CLASS_OFFSET[c] + (opposed ? OPPOSED_PAIRS : 0);
@@ -116,7 +118,7 @@ constexpr Word16 MAX_SCORED = 3900;
 // made of sums of sorted values, MAX_SCORED at most.
 Lanes nearest_classes(const Rows sorted) {
   const Lanes first = sorted[0];
-  const Lanes last = sorted[7];
+  const Lanes last = sorted[VECTOR_SIZE - 1];
   const Lanes first_two = first + sorted[1];
   const Lanes last_two = sorted[6] + last;
   const Lanes first_four = first_two + sorted[2] + sorted[3];
@@ -149,8 +151,10 @@ struct MarkedEnds {
 constexpr auto MARKED_ENDS = [] {
   std::array<MarkedEnds, NUM_CLASSES> ends{};
   for (int c = 0; c < NUM_CLASSES; ++c) {
-    while (ends[c].first < VECTOR_SIZE && ONE_BIT_LEADER[c][ends[c].first] == 512) ++ends[c].first;
-    while (ends[c].last < VECTOR_SIZE && ONE_BIT_LEADER[c][7 - ends[c].last] < 0) ++ends[c].last;
+    const auto& leader = ONE_BIT_LEADER[c];
+    auto& [first, last] = ends[c];
+    while (first < VECTOR_SIZE && leader[first] == 512) ++first;
+    while (last < VECTOR_SIZE && leader[VECTOR_SIZE - 1 - last] < 0) ++last;
   }
   return ends;
 }();
@@ -181,13 +185,13 @@ void find_borders(const Word16 (*sorted)[NUM_LANES], const Word16* nearest, Bord
   }
 }
 
-// The same where nothing saturates. Elsewhere it wraps to values beyond MAX_SCORED.
+// What scale gives, for eight coefficients, where nothing saturates. Elsewhere this wraps, to
+// values beyond MAX_SCORED. The product is taken in Q16, whose upper half is one instruction.
 Lanes scale_small(const Word16* coefs) {
-  constexpr Word32 TENTH = 2 * 3277;  // Q16
   Word16 scaled[VECTOR_SIZE];
   for (int i = 0; i < VECTOR_SIZE; ++i) {
     const auto t = static_cast<Word16>(coefs[i] - LATTICE_BIAS);
-    scaled[i] = static_cast<Word16>(t + ((t * TENTH) >> 16));
+    scaled[i] = static_cast<Word16>(t + ((t * (2 * TENTH)) >> 16));
   }
   return load_lanes(scaled);
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "transform/blocks.h"
+#include "base/blocks.h"
 #include "transform/windows.h"
 
 namespace g719 {

@@ -1,6 +1,6 @@
 #include "transform/dct4.h"
 
-#include "transform/blocks.h"
+#include "base/blocks.h"
 #include "transform/complex.h"
 #include "transform/fft120.h"
 #include "transform/twiddles.h"

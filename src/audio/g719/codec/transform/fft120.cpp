@@ -1,5 +1,8 @@
 #include "transform/fft120.h"
 
+#include <algorithm>
+#include <array>
+
 #include "transform/complex.h"
 #include "transform/fft120_tables.h"
 

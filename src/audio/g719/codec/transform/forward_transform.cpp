@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "base/blocks.h"
 #include "base/operators.h"
-#include "transform/blocks.h"
 #include "transform/dct4.h"
 #include "transform/windows.h"
 
@@ -33,7 +33,8 @@ void fold_rising(const Word16* s, Word32* t) {
   }
 }
 
-// Where a block has no neighbour the window is 1, and the fold leaves the samples reversed.
+// Where a block has no neighbour A is -1 throughout and B is 0: the fold leaves the samples
+// reversed and negated.
 void fold_flat(const Word16* s, Word32* t) {
   for (int i = 0; i < SHORT_HALF; ++i) t[i] = MIN_16 * s[SHORT_HALF - 1 - i];
 }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "base/blocks.h"
 #include "base/operators.h"
-#include "transform/blocks.h"
 #include "transform/dct4.h"
 #include "transform/windows.h"
 

@@ -1,7 +1,5 @@
 #include "transform/synthesis.h"
 
-#include <algorithm>
-
 #include "base/operators.h"
 #include "transform/windows.h"
 

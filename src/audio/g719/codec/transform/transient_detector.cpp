@@ -1,10 +1,12 @@
 #include "transform/transient_detector.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <cstdlib>
 
+#include "base/blocks.h"
 #include "base/operators.h"
-#include "transform/blocks.h"
 
 namespace g719 {
 

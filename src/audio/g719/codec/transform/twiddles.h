@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numbers>
 
 #include "base/word.h"
 #include "transform/trigonometry.h"

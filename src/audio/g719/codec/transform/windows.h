@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <numbers>
 #include <utility>
 
 #include "base/word.h"
