@@ -11,28 +11,11 @@ import subprocess
 import sys
 
 nm, namespace, library = sys.argv[1:]
-names = subprocess.run(
-    [nm, "--defined-only", "--extern-only", "--format=posix", library],
-    check=True, capture_output=True, text=True).stdout
-
+symbols = subprocess.run([nm, "--defined-only", "--extern-only", "--format=posix", library],
+                         check=True, capture_output=True, text=True).stdout
+names = set(re.findall(r"^(\S+) \S", symbols, re.MULTILINE))
 # A function, a variable, or something that belongs to one: a guard, a reference temporary.
-OWN = re.compile(rf"_Z(GV|GR|TI|TS|TV)?NK?{len(namespace)}{namespace}")
-
-inside = 0
-outside = set()
-for line in names.splitlines():
-    fields = line.split()
-    if len(fields) < 2:
-        continue  # the name of a member
-    name = fields[0]
-    if OWN.match(name):
-        inside += 1
-    else:
-        outside.add(name)
-
-for name in sorted(outside):
-    print(f"defined outside namespace {namespace}: {name}")
-if inside == 0:
-    sys.exit(f"nothing in namespace {namespace}")
-print(f"{inside} symbols in namespace {namespace}, {len(outside)} outside")
-sys.exit(1 if outside else 0)
+own = re.compile(rf"_Z(GV|GR|TI|TS|TV)?NK?{len(namespace)}{namespace}")
+outside = sorted(name for name in names if not own.match(name))
+print(f"{len(names)} symbols in {library}; outside namespace {namespace}:", *outside)
+sys.exit(1 if outside or not names else 0)

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -76,12 +77,6 @@ inline constexpr Signal SIGNALS[] = {
        if (n == 0 || random(0, 9) == 0) now = random(0, 1) == 0 ? -32768 : 32767;
        return now;
      }},
-    {"comb",  // tones in every second band: the most jagged envelope
-     [](int n, Random&) {
-       int sum = 0;
-       for (int hertz = 100; hertz < 20000; hertz += 200 + hertz / 8) sum += tone(hertz, n);
-       return sum / 24;
-     }},
     {"levels",  // noise whose level changes by any factor, several times a frame
      [](int n, Random& random) {
        static int shift = 0;
@@ -95,8 +90,6 @@ inline constexpr Signal SIGNALS[] = {
        const int angle = (2 * (n % FRAME) + 1 + FRAME) * (2 * k + 1) % (8 * FRAME);
        return angle < 2 * FRAME || angle >= 6 * FRAME ? 32767 : -32768;
      }},
-    {"whistle",  // a tone at the top of what small frames code, and above it
-     [](int n, Random&) { return tone(n / FRAME % 4 < 2 ? 11900 : 12500, n) / 3; }},
 };
 
 inline Samples make_signal(const Signal& signal, int frames, unsigned seed = 1) {
@@ -118,26 +111,22 @@ struct Release {
 
 inline std::vector<Bytes> encode_all(int bitrate, const Samples& input) {
   const std::unique_ptr<g719_encoder, Release> encoder(g719_encoder_create(bitrate));
-  std::vector<Bytes> frames;
-  for (std::size_t at = 0; at < input.size(); at += FRAME) {
-    frames.emplace_back(g719_encoder_frame_bytes(encoder.get()));
-    g719_encoder_encode(encoder.get(), input.data() + at, frames.back().data());
+  std::vector<Bytes> frames(input.size() / FRAME, Bytes(encoder->frame_bytes));
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    g719_encoder_encode(encoder.get(), input.data() + i * FRAME, frames[i].data());
   }
   return frames;
 }
 
-class Decoder {
- public:
-  explicit Decoder(int bitrate) : decoder_(g719_decoder_create(bitrate)) {}
-  Samples decode(const Bytes& frame, bool lost = false) {
-    Samples samples(g719_decoder_frame_samples(decoder_.get()));
-    g719_decoder_decode(decoder_.get(), frame.data(), samples.data(), lost);
-    return samples;
+inline std::vector<Samples> decode_all(int bitrate, const std::vector<Bytes>& frames,
+                                       const std::set<int>& lost) {
+  const std::unique_ptr<g719_decoder, Release> decoder(g719_decoder_create(bitrate));
+  std::vector<Samples> samples(frames.size(), Samples(FRAME));
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    g719_decoder_decode(decoder.get(), frames[i].data(), samples[i].data(), lost.contains(i));
   }
-
- private:
-  std::unique_ptr<g719_decoder, Release> decoder_;
-};
+  return samples;
+}
 
 // FNV-1a over values, each as 32 bits, low byte first, whatever its type and the machine's order.
 class Digest {
