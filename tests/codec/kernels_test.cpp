@@ -103,9 +103,10 @@ class Out {
   }
   Out(Round* round, int count) : Out(round, std::vector<T>(count)) {}
   ~Out() {
-    EXPECT_EQ(std::count(cells_.begin(), cells_.begin() + GUARDS, GUARD), GUARDS) << "before it";
-    EXPECT_EQ(std::count(cells_.end() - GUARDS, cells_.end(), GUARD), GUARDS) << "behind it";
-    round_->digest.add_all(cells_);
+    const auto begin = cells_.begin() + GUARDS, end = cells_.end() - GUARDS;
+    EXPECT_EQ(std::count(cells_.begin(), begin, GUARD), GUARDS) << "before it";
+    EXPECT_EQ(std::count(end, cells_.end(), GUARD), GUARDS) << "behind it";
+    round_->digest.add_all(std::vector<T>(begin, end));
   }
   operator T*() { return cells_.data() + GUARDS; }
 
