@@ -20,8 +20,9 @@ int main(int argc, char** argv) {
   // A user's environment instead of the test runner's.
   for (const char* variable :
        {"LC_ALL=C.UTF-8", "GTEST_OUTPUT=", "GST_TRACERS=", "GST_DEBUG=", "BUILD=" BUILD,
-        "ELEMENTS_TEST=" ELEMENTS_TEST, "EXAMPLE=" EXAMPLE, "GST_PLUGIN_PATH=" PLUGIN_PATH,
-        "HERE=" SOURCE "/tests/elements", "PLUGIN=" PLUGIN, "PLUGIN_DIR=" PLUGIN_DIR}) {
+        "DUMP=" DUMP, "ELEMENTS_TEST=" ELEMENTS_TEST, "EXAMPLE=" EXAMPLE,
+        "GST_PLUGIN_PATH=" PLUGIN_PATH, "HERE=" SOURCE "/tests/elements", "PLUGIN=" PLUGIN,
+        "PLUGIN_DIR=" PLUGIN_DIR}) {
     putenv(const_cast<char*>(variable));
   }
   std::string folder = std::filesystem::temp_directory_path() / "zelg719-XXXXXX";

@@ -1,0 +1,34 @@
+// Finds the payloads in a stream of bytes, where they lie back to back and nothing marks their
+// borders.
+//
+// In step, a header that names a frame size is enough where the payload before ended. Out of step
+// any two bytes may look like one: a header is believed when another with the same ToC byte and
+// frame count stands where its payload ends, or the stream ends there. A ToC byte other than the
+// last payload's needs two that follow.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace g719 {
+
+// A stream is expected to begin with a payload.
+struct FinderState {
+  bool in_step = true;
+  std::uint8_t toc = 0;  // of the last payload; 0, which no payload has, before the first
+};
+
+struct FoundPayload {
+  std::size_t skipped_bytes;  // in front of it; they belong to no payload
+  std::size_t payload_bytes;  // header included; 0: there is none in these bytes
+};
+
+// Looks for the next payload in the `size` bytes of the stream that are held. The caller drops the
+// skipped bytes and the payload before the next call; when there is no payload, it comes back with
+// more bytes, unless the stream is at its end. What is found does not depend on how many bytes the
+// caller holds, up to two payloads. Only the last payload of a stream can be cut: it has fewer
+// bytes than its header promises.
+FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_end,
+                          FinderState* state);
+
+}  // namespace g719
