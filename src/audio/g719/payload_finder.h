@@ -25,9 +25,10 @@ struct FoundPayload {
 
 // Looks for the next payload in the `size` bytes of the stream that are held. The caller drops the
 // skipped bytes and the payload before the next call; when there is no payload, it comes back with
-// more bytes, unless the stream is at its end. What is found does not depend on how many bytes the
-// caller holds, up to two payloads. Only the last payload of a stream can be cut: it has fewer
-// bytes than its header promises.
+// the rest and more bytes, unless the stream is at its end. How the stream is cut into calls does
+// not change what is found; a header out of step may have to wait for up to two of the largest
+// payloads. Only the last payload of a stream can be cut: it has fewer bytes than its header
+// promises.
 FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_end,
                           FinderState* state);
 
