@@ -44,8 +44,8 @@ template <typename Word>
 Word draw(std::mt19937& random) {
   constexpr unsigned BITS = std::numeric_limits<Word>::digits;
   const auto value = static_cast<Word>(random());
-  const Word power = 1U << random() % (BITS + 1);
-  const Word near = power + static_cast<int>(random() % 3) - 1;
+  const std::int64_t power = 1LL << random() % (BITS + 1);
+  const std::int64_t near = power + static_cast<int>(random() % 3) - 1;
   const Word values[] = {Word(value % 41), near, Word(-near), Word(value >> random() % BITS)};
   return values[random() % 4];
 }
