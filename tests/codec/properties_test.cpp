@@ -46,7 +46,7 @@ Word draw(std::mt19937& random) {
   const auto value = static_cast<Word>(random());
   const std::int64_t power = 1LL << random() % (BITS + 1);
   const std::int64_t near = power + static_cast<int>(random() % 3) - 1;
-  const Word values[] = {Word(value % 41), near, Word(-near), Word(value >> random() % BITS)};
+  const Word values[] = {Word(value % 41), Word(near), Word(-near), Word(value >> random() % BITS)};
   return values[random() % 4];
 }
 
