@@ -1,7 +1,7 @@
 """Counts the GoogleTest cases that passed and failed in the last test runs of some build folders.
 
 A program that fails without a failed case of its own (a crash, a leak, a time-out) is one failure,
-and so is a folder whose tests did not run.
+and so is a folder whose tests did not run. A program that this processor cannot run is neither.
 """
 
 import json
@@ -21,11 +21,11 @@ def count(folder):
     passed = failed = 0
     for line in log.read_text().splitlines():
         program = json.loads(line)
+        if program["result"] == "SKIP":
+            continue
         output = program.get("stdout", "")
         good = len(PASSED_CASE.findall(output))
         bad = len(FAILED_CASE.findall(output))
-        if program["result"] == "SKIP":
-            continue
         if program["result"] != "OK" and bad == 0:
             print(f"{folder}: {program['name']}: {program['result']}")
             bad = 1

@@ -11,11 +11,17 @@ import subprocess
 import sys
 
 nm, namespace, library = sys.argv[1:]
-symbols = subprocess.run([nm, "--defined-only", "--extern-only", "--format=posix", library],
+listing = subprocess.run([nm, "--defined-only", "--extern-only", "--format=posix", library],
                          check=True, capture_output=True, text=True).stdout
-names = set(re.findall(r"^(\S+) \S", symbols, re.MULTILINE))
+names = {line.split()[0] for line in listing.splitlines() if " " in line}  # else a member's name
+
 # A function, a variable, or something that belongs to one: a guard, a reference temporary.
-own = re.compile(rf"_Z(GV|GR|TI|TS|TV)?NK?{len(namespace)}{namespace}")
-outside = sorted(name for name in names if not own.match(name))
-print(f"{len(names)} symbols in {library}; outside namespace {namespace}:", *outside)
-sys.exit(1 if outside or not names else 0)
+OWN = re.compile(rf"_Z(GV|GR|TI|TS|TV)?NK?{len(namespace)}{namespace}")
+
+outside = sorted(name for name in names if not OWN.match(name))
+for name in outside:
+    print(f"defined outside namespace {namespace}: {name}")
+if len(outside) == len(names):
+    sys.exit(f"nothing in namespace {namespace}")
+print(f"{len(names) - len(outside)} symbols in namespace {namespace}, {len(outside)} outside")
+sys.exit(1 if outside else 0)

@@ -1,41 +1,70 @@
-// Whole streams: recorded ones encode to the same bytes and decode to the same samples, generated
-// ones have the digests that they had.
+// The public calls: recorded streams encode to the same bytes and decode to the same samples,
+// generated ones have the digests that they had; what is refused, and what instances share.
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
+#include <new>
 #include <set>
-#include <string>
 
-#include "support.h"
+#include "g719.h"
+#include "material.h"
+
+static bool memory_is_short = false;
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return memory_is_short ? nullptr : ::operator new(size);
+}
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace codec_test;
 
-// A recorded file as rows of `size` values of T, low byte first, each row behind `header` bytes.
-template <typename T>
-std::vector<std::vector<T>> recorded(const std::string& name, int size, int header = 0) {
-  std::ifstream file(fs::path(VECTORS_DIR) / name, std::ios::binary);
-  const Bytes bytes{std::istreambuf_iterator<char>(file), {}};
-  std::vector<std::vector<T>> rows;
-  for (std::size_t at = header; at < bytes.size(); at += header) {
-    auto& row = rows.emplace_back();
-    for (int i = 0; i < size; ++i, at += sizeof(T)) {
-      row.push_back(sizeof(T) == 1 ? bytes[at] : bytes[at] | bytes[at + 1] << 8);
-    }
+constexpr int HEADER_BYTES = 2;  // in front of each recorded frame
+
+std::vector<Bytes> encode(int bitrate, const std::vector<Samples>& input) {
+  g719_encoder* encoder = g719_encoder_create(bitrate);
+  std::vector<Bytes> frames;
+  for (const Samples& samples : input) {
+    Bytes& frame = frames.emplace_back(g719_encoder_frame_bytes(encoder));
+    g719_encoder_encode(encoder, samples.data(), frame.data());
   }
-  EXPECT_FALSE(rows.empty()) << name;
-  return rows;
+  g719_encoder_destroy(encoder);
+  return frames;
 }
 
-void expect_frames(const auto& actual, const auto& expected, const std::string& name) {
-  ASSERT_EQ(actual.size(), expected.size()) << name;
-  for (std::size_t i = 0; i < actual.size(); ++i) {
-    ASSERT_EQ(actual[i], expected[i]) << name << ", frame " << i;
+std::vector<Samples> decode(int bitrate, const std::vector<Bytes>& frames, std::set<int> lost) {
+  g719_decoder* decoder = g719_decoder_create(bitrate);
+  std::vector<Samples> output;
+  for (const Bytes& frame : frames) {
+    Samples& samples = output.emplace_back(g719_decoder_frame_samples(decoder));
+    g719_decoder_decode(decoder, frame.data(), samples.data(), lost.contains(output.size() - 1));
+  }
+  g719_decoder_destroy(decoder);
+  return output;
+}
+
+// The frames of a file, `length` values each, without the headers in front of them.
+template <typename Value>
+std::vector<std::vector<Value>> recorded(const std::string& name, int length, int header = 0) {
+  std::ifstream file(VECTORS_DIR "/" + name, std::ios::binary);
+  std::vector<std::vector<Value>> frames;
+  while (file.ignore(header).peek() != EOF) {
+    for (Value& value : frames.emplace_back(length)) {
+      for (std::size_t i = 0; i < sizeof value; ++i) value |= file.get() << (8 * i);
+    }
+  }
+  return frames;
+}
+
+void expect_same(const auto& frames, const auto& expected, const std::string& name) {
+  ASSERT_EQ(frames.size(), expected.size()) << name;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    ASSERT_EQ(frames[i], expected[i]) << name << ", frame " << i;
   }
 }
 
@@ -43,22 +72,20 @@ void expect_frames(const auto& actual, const auto& expected, const std::string& 
 // of lost frames, "signal.bitrate.lost.pcm"; "signal.bitrate.damaged.g719" is decoded alone.
 TEST(Streams, Recorded) {
   int streams = 0;
-  for (const auto& entry : fs::directory_iterator(VECTORS_DIR)) {
+  for (const auto& entry : std::filesystem::directory_iterator(VECTORS_DIR)) {
     if (entry.path().extension() != ".g719") continue;
     ++streams;
-    const std::string name = entry.path().stem(), signal = name.substr(0, name.find('.'));
-    const int bitrate = std::stoi(name.substr(signal.size() + 1));
-    const auto frames = recorded<std::uint8_t>(name + ".g719", bitrate / 400, 2);
-    const auto samples = recorded<std::int16_t>(name + ".decoded.pcm", FRAME);
-    expect_frames(decode_all(bitrate, frames, {}), samples, name + " decoded");
-    if (std::ifstream list(fs::path(VECTORS_DIR) / (name + ".lost.txt")); list) {
-      const std::set<int> lost{std::istream_iterator<int>(list), {}};
-      expect_frames(decode_all(bitrate, frames, lost),
-                    recorded<std::int16_t>(name + ".lost.pcm", FRAME), name + " with losses");
-    }
-    if (name.ends_with(".damaged")) continue;
-    const auto input = recorded<std::int16_t>(signal + ".pcm", FRAME * 50);
-    expect_frames(encode_all(bitrate, input[0]), frames, name + " encoded");
+    const std::string stream = entry.path().stem(), signal = stream.substr(0, stream.find('.'));
+    const int bitrate = std::stoi(stream.substr(signal.size() + 1));
+    const auto frames = recorded<std::uint8_t>(stream + ".g719", bitrate / 400, HEADER_BYTES);
+    const auto expect_decoded = [&](const std::set<int>& lost, const std::string& name) {
+      expect_same(decode(bitrate, frames, lost), recorded<std::int16_t>(name, FRAME), name);
+    };
+    expect_decoded({}, stream + ".decoded.pcm");
+    std::ifstream lost(VECTORS_DIR "/" + stream + ".lost.txt");
+    if (lost) expect_decoded({std::istream_iterator<int>(lost), {}}, stream + ".lost.pcm");
+    if (stream.ends_with(".damaged")) continue;
+    expect_same(encode(bitrate, recorded<std::int16_t>(signal + ".pcm", FRAME)), frames, stream);
   }
   EXPECT_EQ(streams, 25);
 }
@@ -80,12 +107,13 @@ void damage(Bytes* frame, int kind, Random& random) {
 }
 
 // Every frame leaves two digits of the digest so far, the last one all of it.
-void expect_stream(const std::string& name, const auto& frames) {
+void expect_digests(const auto& frames, const std::string& name) {
   Digest digest;
-  std::vector<std::string> entries;
+  std::string entries;
   for (const auto& frame : frames) {
     digest.add_all(frame);
-    entries.push_back(digest.text(&frame == &frames.back() ? 16 : 2));
+    entries.append(entries.empty() ? "" : " ");
+    entries.append(digest.text(&frame == &frames.back() ? 16 : 2));
   }
   expect_recorded("streams", name, entries);
 }
@@ -95,12 +123,31 @@ TEST(Streams, Generated) {
   for (int bitrate = 32000; bitrate <= 128000; bitrate += 400) {
     const Signal& signal = SIGNALS[bitrate / 400 % std::size(SIGNALS)];
     const std::string name = std::to_string(bitrate) + "." + signal.name;
-    auto frames = encode_all(bitrate, make_signal(signal, 20, bitrate));
-    expect_stream(name + ".encoded", frames);
+    auto frames = encode(bitrate, make_signal(signal, 20, bitrate));
+    expect_digests(frames, name + ".encoded");
     Random random(bitrate);
-    for (int i = 0; i < 4; ++i) damage(&frames[5 * i + 3], i, random);
-    expect_stream(name + ".decoded", decode_all(bitrate, frames, {4, 9, 10, 14, 19}));
+    for (int kind = 0; kind < 4; ++kind) damage(&frames[5 * kind + 3], kind, random);
+    expect_digests(decode(bitrate, frames, {4, 9, 10, 14, 19}), name + ".decoded");
   }
+}
+
+// 32000 bit/s for want of memory alone.
+TEST(Instances, AreRefusedForOtherBitratesAndWithoutMemory) {
+  for (const int bitrate : {32000, 0, -32000, 31600, 31999, 32001, 32200, 128001, 128400,
+                            65536 * 400 + 32000, INT_MAX, INT_MIN}) {
+    memory_is_short = bitrate == 32000;
+    EXPECT_EQ(g719_encoder_create(bitrate), nullptr) << bitrate;
+    EXPECT_EQ(g719_decoder_create(bitrate), nullptr) << bitrate;
+  }
+  g719_encoder_destroy(nullptr);
+  g719_decoder_destroy(nullptr);
+}
+
+TEST(Instances, ShareNothingBetweenThreads) {
+  const auto encoded = [input = make_signal(SIGNALS[3], 100)] { return encode(32000, input); };
+  auto other = std::async(std::launch::async, encoded);
+  const auto meanwhile = encoded();
+  EXPECT_TRUE(other.get() == meanwhile && encoded() == meanwhile);
 }
 
 }  // namespace
