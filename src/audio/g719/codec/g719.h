@@ -6,6 +6,7 @@
  */
 #pragma once
 
+/* Plain C. NOLINTBEGIN(modernize-deprecated-headers,modernize-use-using) */
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -91,3 +92,4 @@ void g719_decoder_destroy(g719_decoder* decoder);
 #ifdef __cplusplus
 }
 #endif
+/* NOLINTEND(modernize-deprecated-headers,modernize-use-using) */

@@ -103,6 +103,7 @@ struct Search {
 
 void open_rank(Search* search, int rank) {
   if (search->bits[rank] >= MAX_BAND_BITS) return;
+  // At least 36 ranks are set. NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult)
   insert(&search->open, bit(rank), search->first_weight[rank] - 2 * search->bits[rank]);
 }
 
