@@ -11,8 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   GstHarness* h = gst_harness_new("zelg719dec");
   gst_harness_set_src_caps_str(h, "audio/G719");
   for (std::size_t room = MAX_FRAMES * 82; ready && room > 0 && input.size > 0;) {
-    const std::size_t wish = input.take<std::uint16_t>(1)[0];
-    const auto payload = input.take<std::uint8_t>(1 + wish % room);
+    const auto payload = input.take<std::uint8_t>(1 + input.take<std::uint16_t>(1)[0] % room);
     room -= payload.size();
     gst_harness_push(h, gst_buffer_new_memdup(payload.data(), payload.size()));
   }

@@ -142,18 +142,6 @@ Words draw_band_bits(Round& r) {
   return draw<Word16>(r, NUM_BANDS, 0, r.one_in(3) ? 1 : MAX_BAND_BITS);
 }
 
-// Vectors half way between two of the one-bit codebook, give or take; its 1.0 is 256 / 1.1 = 233.
-Words draw_between_codevectors(Round& r) {
-  Words coefs;
-  while (coefs.size() < NUM_CODED_COEFS) {
-    const auto &a = ONE_BIT_CODEBOOK[r.pick(0, 255)], &b = ONE_BIT_CODEBOOK[r.pick(0, 255)];
-    for (int i = 0; i < VECTOR_SIZE; ++i) {
-      coefs.push_back((a[i] + b[i]) * 233 / 2 + LATTICE_BIAS + r.pick(-2, 2));
-    }
-  }
-  return coefs;
-}
-
 // Some large components of nearly one magnitude in each vector, so that classes nearly tie.
 Words draw_near_ties(Round& r) {
   Words coefs;
@@ -287,9 +275,8 @@ void bit_allocation(Round& r) {
 
 void quantisation(Round& r) {
   const int kind = r.pick(0, 5), limit = (1 << r.pick(8, 15)) - 1;
-  const Words coefs = kind == 0   ? draw_between_codevectors(r)
-                      : kind == 1 ? draw_near_ties(r)
-                                  : draw<Word16>(r, NUM_CODED_COEFS, -limit, limit);
+  const Words coefs =
+      kind < 2 ? draw_near_ties(r) : draw<Word16>(r, NUM_CODED_COEFS, -limit, limit);
   quantize(r, coefs, kind < 2 ? Words(NUM_BANDS, 1) : draw_band_bits(r));
 }
 

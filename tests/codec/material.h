@@ -96,13 +96,6 @@ inline int extremes(int n, Random& random) {
   return now;
 }
 
-// Tones in every second band: the most jagged envelope.
-inline int comb(int n, Random&) {
-  int sum = 0;
-  for (int hertz = 100; hertz < 20000; hertz += 200 + hertz / 8) sum += tone(hertz, n);
-  return sum / 24;
-}
-
 // Noise whose level changes by any factor, several times a frame.
 inline int levels(int n, Random& random) {
   static int shift = 0;
@@ -118,16 +111,13 @@ inline int squares(int n, Random&) {
   return angle < 2 * FRAME || angle >= 6 * FRAME ? 32767 : -32768;
 }
 
-// A tone at the top of what small frames code, and above it.
-inline int whistle(int n, Random&) { return tone(n / FRAME % 4 < 2 ? 11900 : 12500, n) / 3; }
-
 inline constexpr struct Signal {
   const char* name;
   int (*sample)(int n, Random& random);
-} SIGNALS[] = {{"silence", silence},   {"tiny", tiny},      {"noise", noise},
-               {"speech", speech},     {"music", music},    {"clicks", clicks},
-               {"extremes", extremes}, {"comb", comb},      {"levels", levels},
-               {"squares", squares},   {"whistle", whistle}};
+} SIGNALS[] = {{"silence", silence},   {"tiny", tiny},     {"noise", noise},
+               {"speech", speech},     {"music", music},   {"clicks", clicks},
+               {"extremes", extremes}, {"levels", levels}, {"squares", squares},
+               {"whistle", whistle}};
 
 inline std::vector<Samples> make_signal(const Signal& signal, int frames, unsigned seed = 1) {
   Random random(seed);

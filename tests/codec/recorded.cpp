@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 
 #include "frame/processor_level.h"
@@ -30,11 +29,10 @@ void expect_recorded(const std::string& file, const std::string& name, const std
 
 }  // namespace codec_test
 
-// With --update the digest files are written anew. 77: skipped.
+// With --update the digest files are written anew. 77 says that this processor lacks the level.
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   codec_test::updating = argc > 1 && std::string(argv[1]) == "--update";
   if (find_processor_level(LEVEL) != nullptr) return RUN_ALL_TESTS();
-  std::puts(LEVEL " is not on this processor");
   return 77;
 }
