@@ -116,8 +116,7 @@ inline constexpr struct Signal {
   int (*sample)(int n, Random& random);
 } SIGNALS[] = {{"silence", silence},   {"tiny", tiny},     {"noise", noise},
                {"speech", speech},     {"music", music},   {"clicks", clicks},
-               {"extremes", extremes}, {"levels", levels}, {"squares", squares},
-               {"whistle", whistle}};
+               {"extremes", extremes}, {"levels", levels}, {"squares", squares}};
 
 inline std::vector<Samples> make_signal(const Signal& signal, int frames, unsigned seed = 1) {
   Random random(seed);
