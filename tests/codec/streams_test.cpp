@@ -109,7 +109,8 @@ void expect_digests(const auto& frames, const std::string& name) {
   std::string entries;
   for (const auto& frame : frames) {
     digest.add_all(frame);
-    entries += (entries.empty() ? "" : " ") + digest.text(&frame == &frames.back() ? 16 : 2);
+    entries.append(entries.empty() ? "" : " ");
+    entries.append(digest.text(&frame == &frames.back() ? 16 : 2));
   }
   expect_recorded("streams", name, entries);
 }
