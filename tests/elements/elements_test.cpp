@@ -12,6 +12,7 @@
 extern "C" {
 
 GST_PLUGIN_STATIC_DECLARE(zelg719_avx);
+GST_PLUGIN_STATIC_DECLARE(zelg719stream);
 
 // The linker puts __wrap_NAME into the place of NAME.
 #define CAN_FAIL(what, failure, type, name, parameters, arguments) \
@@ -77,6 +78,7 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   gst_init(nullptr, nullptr);
   GST_PLUGIN_STATIC_REGISTER(zelg719_avx);
+  GST_PLUGIN_STATIC_REGISTER(zelg719stream);
   std::filesystem::current_path(SOURCE "/tests");
   add_cases("elements/cases.txt", start);
   const int result = RUN_ALL_TESTS();
