@@ -21,8 +21,9 @@ int main(int argc, char** argv) {
   for (const char* variable :
        {"LC_ALL=C.UTF-8", "GTEST_OUTPUT=", "GST_TRACERS=", "GST_DEBUG=", "BUILD=" BUILD,
         "DUMP=" DUMP, "ELEMENTS_TEST=" ELEMENTS_TEST, "EXAMPLE=" EXAMPLE,
-        "GST_PLUGIN_PATH=" PLUGIN_PATH, "HERE=" SOURCE "/tests/elements", "PLUGIN=" PLUGIN,
-        "PLUGIN_DIR=" PLUGIN_DIR, "STREAM_PLUGIN=" STREAM_PLUGIN}) {
+        "GST_PLUGIN_PATH=" PLUGIN_PATH, "HERE=" SOURCE "/tests/elements",
+        "LOSSY_DECODE=" LOSSY_DECODE, "PLUGIN=" PLUGIN, "PLUGIN_DIR=" PLUGIN_DIR,
+        "STREAM_PLUGIN=" STREAM_PLUGIN}) {
     putenv(const_cast<char*>(variable));
   }
   std::string folder = std::filesystem::temp_directory_path() / "zelg719-XXXXXX";
