@@ -18,12 +18,12 @@ inline constexpr int BITS_SLACK_BYTES = 8;
 struct BitWriter {
   std::uint8_t* next;     // byte that is not full
   std::uint64_t pending;  // its bits, from the top on; 0 below them
-  int pending_bits;       // 0 to 7
+  unsigned pending_bits;  // 0 to 7
 };
 
 struct BitReader {
   const std::uint8_t* bytes;
-  int position;  // in bits
+  unsigned position;  // in bits
 };
 
 constexpr std::uint64_t big_endian(std::uint64_t bits) {
@@ -36,7 +36,7 @@ inline void put_bits(BitWriter* writer, std::uint64_t value, int n) {
   const std::uint64_t bits = writer->pending | value << (63 - n - writer->pending_bits) << 1;
   const std::uint64_t bytes = big_endian(bits);
   std::memcpy(writer->next, &bytes, sizeof bytes);
-  const int full_bytes = (writer->pending_bits + n) / 8;
+  const unsigned full_bytes = (writer->pending_bits + n) / 8;
   writer->next += full_bytes;
   writer->pending = bits << 8 * full_bytes;
   writer->pending_bits = (writer->pending_bits + n) % 8;

@@ -18,18 +18,22 @@ struct PrefixCode {
   const Word16* length;
 };
 
+// As many values as surely fit a field.
+inline void put_few_words(BitWriter* writer, const Word16* values, int count, PrefixCode code) {
+  std::uint64_t bits = 0;
+  int n = 0;
+  for (int i = 0; i < count; ++i) {
+    bits = bits << code.length[values[i]] | static_cast<std::uint64_t>(code.word[values[i]]);
+    n += code.length[values[i]];
+  }
+  put_bits(writer, bits, n);
+}
+
 // Codes `count` values.
 inline void put_words(BitWriter* writer, const Word16* values, int count, PrefixCode code) {
-  constexpr int WORDS_AT_ONCE = MAX_FIELD_BITS / MAX_CODE_WORD_BITS;
-  for (int first = 0; first < count; first += WORDS_AT_ONCE) {
-    std::uint64_t bits = 0;
-    int n = 0;
-    for (int i = first; i < std::min(first + WORDS_AT_ONCE, count); ++i) {
-      bits = bits << code.length[values[i]] | static_cast<std::uint64_t>(code.word[values[i]]);
-      n += code.length[values[i]];
-    }
-    put_bits(writer, bits, n);
-  }
+  constexpr int FEW = MAX_FIELD_BITS / MAX_CODE_WORD_BITS;
+  for (; count >= FEW; count -= FEW, values += FEW) put_few_words(writer, values, FEW, code);
+  put_few_words(writer, values, count, code);
 }
 
 // The one or two words that any 8 bits begin with: two where both are whole.

@@ -35,30 +35,40 @@ void take_norm_deltas(BitReader* reader, FrameFields* fields) {
   }
 }
 
-// The indices of one band: one a coefficient, or with one bit a coefficient one of 8 bits a vector.
+// The indices of one band with one bit a coefficient: 8 bits a vector.
 
-void put_fixed(BitWriter* writer, const Word16* index, int width, int bits) {
-  const int step = bits == 1 ? VECTOR_SIZE : 1;
-  for (int i = 0; i < width; i += step) put_bits(writer, index[i], bits * step);
+void put_vectors(BitWriter* writer, const Word16* index, int width) {
+  std::uint64_t bits = 0;
+  for (int i = 0; i < width; i += VECTOR_SIZE) bits = bits << VECTOR_SIZE | index[i];
+  put_bits(writer, bits, width);
 }
-void take_fixed(BitReader* reader, Word16* index, int width, int bits) {
-  const int step = bits == 1 ? VECTOR_SIZE : 1;
-  for (int i = 0; i < width; i += step) index[i] = take_bits(reader, bits * step);
+void take_vectors(BitReader* reader, Word16* index, int width) {
+  std::uint64_t bits = peek_bits(reader);
+  for (int i = 0; i < width; i += VECTOR_SIZE, bits <<= VECTOR_SIZE) {
+    index[i] = static_cast<Word16>(bits >> (64 - VECTOR_SIZE));
+  }
+  reader->position += width;
 }
+
+// The indices of one band with any number of bits a coefficient, none included.
 
 void put_band(BitWriter* writer, const Word16* index, int width, int bits, bool huffman) {
-  if (huffman && has_huffman_code(bits)) {
+  if (bits == 1) {
+    put_vectors(writer, index, width);
+  } else if (huffman && has_huffman_code(bits)) {
     put_words(writer, index, width, coef_code(bits));
   } else if (bits > 0) {
-    put_fixed(writer, index, width, bits);
+    for (int i = 0; i < width; ++i) put_bits(writer, index[i], bits);
   }
 }
 void take_band(BitReader* reader, Word16* index, int width, int bits, bool huffman) {
-  if (huffman && has_huffman_code(bits)) {
+  if (bits == 1) {
+    take_vectors(reader, index, width);
+  } else if (huffman && has_huffman_code(bits)) {
     const DecodingTable& table = COEF_DECODING_TABLE[bits - MIN_HUFFMAN_BITS];
     take_words(reader, index, width, table, coef_code(bits));
   } else if (bits > 0) {
-    take_fixed(reader, index, width, bits);
+    for (int i = 0; i < width; ++i) index[i] = take_bits(reader, bits);
   }
 }
 
@@ -84,14 +94,14 @@ void put_leftover(BitWriter* writer, const FrameFields* fields) {
   for (int rank = 0; rank < fields->coded_bands; ++rank) {
     const int band = fields->band_order[rank];
     if (fields->leftover_bits[band] == 0) continue;
-    put_fixed(writer, fields->coef_index + band_start[band], band_width[band], 1);
+    put_vectors(writer, fields->coef_index + band_start[band], band_width[band]);
   }
 }
 void take_leftover(BitReader* reader, FrameFields* fields) {
   for (int rank = 0; rank < fields->coded_bands; ++rank) {
     const int band = fields->band_order[rank];
     if (fields->leftover_bits[band] == 0) continue;
-    take_fixed(reader, fields->coef_index + band_start[band], band_width[band], 1);
+    take_vectors(reader, fields->coef_index + band_start[band], band_width[band]);
   }
 }
 
@@ -122,7 +132,7 @@ int write_frame_fields(const FrameFields* fields, int frame_bits, std::uint8_t* 
   put_leftover(&writer, fields);
   if (!fields->transient) put_bits(&writer, fields->noise_level_index, NOISE_LEVEL_BITS);
   std::memcpy(bytes, frame, frame_bits / 8);
-  return static_cast<int>(writer.next - frame) * 8 + writer.pending_bits;
+  return static_cast<int>((writer.next - frame) * 8 + writer.pending_bits);
 }
 
 int read_frame_fields(const std::uint8_t* bytes, int frame_bits, FrameFields* fields) {
@@ -135,22 +145,22 @@ int read_frame_fields(const std::uint8_t* bytes, int frame_bits, FrameFields* fi
   fields->norm_huffman = take_bits(&reader, FLAG_BITS) != 0;
   fields->coef_huffman = take_bits(&reader, FLAG_BITS) != 0;
   fields->first_norm = take_bits(&reader, FIRST_NORM_BITS);
-  const int norms = reader.position;
+  const unsigned norms = reader.position;
   take_norm_deltas(&reader, fields);
-  const int norm_bits = reader.position - norms;
+  const int norm_bits = static_cast<int>(reader.position - norms);
 
   decode_norm_deltas(fields->first_norm, fields->norm_delta, fields->transient, fields->norm_index);
   const int budget = coefficient_budget(frame_bits, fields->transient, norm_bits);
   allocate_frame(fields, budget);
 
-  const int coefs = reader.position;
+  const unsigned coefs = reader.position;
   take_coefs(&reader, fields);
-  const int coef_bits = reader.position - coefs;
+  const int coef_bits = static_cast<int>(reader.position - coefs);
   allocate_leftover_bits(fields->band_order, fields->coded_bands, budget - coef_bits,
                          fields->band_bits, fields->leftover_bits);
   take_leftover(&reader, fields);
   fields->noise_level_index = fields->transient ? 0 : take_bits(&reader, NOISE_LEVEL_BITS);
-  return reader.position;
+  return static_cast<int>(reader.position);
 }
 
 }  // namespace g719
