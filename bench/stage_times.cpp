@@ -43,7 +43,7 @@ struct Frame {
   Word32 spectrum[FRAME_SAMPLES];
   Word16 norm_coefs[NUM_CODED_COEFS];
   FrameFields fields;
-  Word16 soft_bits[MAX_FRAME_BITS + 8];
+  std::uint8_t bytes[MAX_FRAME_BYTES];
   g719_decoder_state decoder;
   Word32 aliased[2 * FRAME_SAMPLES];
   Word16 decoded[FRAME_SAMPLES];
@@ -94,18 +94,14 @@ constexpr Stage STAGES[] = {
        out->fields.noise_level_index = estimate_noise_level(in.norm_coefs, in.fields.band_bits);
      }},
     {"write_frame_fields",
-     [](const Frame& in, Frame* out) {
-       write_frame_fields(&in.fields, FRAME_BITS, out->soft_bits);
-     }},
+     [](const Frame& in, Frame* out) { write_frame_fields(&in.fields, FRAME_BITS, out->bytes); }},
     {"read_frame_fields",
-     [](const Frame& in, Frame* out) {
-       read_frame_fields(in.soft_bits, FRAME_BITS, &out->fields);
-     }},
+     [](const Frame& in, Frame* out) { read_frame_fields(in.bytes, FRAME_BITS, &out->fields); }},
     {"decode_spectrum",
      [](const Frame& in, Frame* out) { decode_spectrum(&in.fields, out->work); }},
     {"decode_frame",
      [](const Frame& in, Frame* out) {
-       decode_frame(in.soft_bits, false, out->decoded, &out->decoder);
+       decode_frame(in.bytes, false, out->decoded, &out->decoder);
      }},
     {"inverse_transform",
      [](const Frame& in, Frame* out) {

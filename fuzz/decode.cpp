@@ -18,7 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto frame = input.take<std::uint8_t>(decoder.frame_bytes);
     std::vector<std::int16_t> best(G719_FRAME_SAMPLES), lowest(G719_FRAME_SAMPLES);
     g719_decoder_decode(&decoder, frame.data(), best.data(), count % 2 == 0);
-    find_processor_level("baseline")->decode(&twin, frame.data(), lowest.data(), count % 2 == 0);
+    find_processor_level("baseline")
+        ->decode(frame.data(), count % 2 == 0, lowest.data(), &twin.state);
     assert(best == lowest);
   }
   return 0;

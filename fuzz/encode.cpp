@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto samples = input.take<std::int16_t>(G719_FRAME_SAMPLES);
     std::vector<std::uint8_t> best(bytes), lowest(bytes);
     g719_encoder_encode(encoder.get(), samples.data(), best.data());
-    find_processor_level("baseline")->encode(&twin, samples.data(), lowest.data());
+    find_processor_level("baseline")->encode(samples.data(), lowest.data(), &twin.state);
     assert(best == lowest);
   }
   return 0;

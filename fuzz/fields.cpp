@@ -14,11 +14,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (int k = 0; k < G719_FRAME_SAMPLES; ++k) spectrum[k] = coefs[k] * 512 >> quiet[k / 8] % 25;
   g719::FrameFields fields = {}, read = {};
   fields.transient = flags % 2 != 0;
-  std::vector<g719::Word16> norm_coefs(g719::NUM_CODED_COEFS), soft_bits(bits + 8);
+  std::vector<g719::Word16> norm_coefs(g719::NUM_CODED_COEFS);
+  std::vector<std::uint8_t> frame(bits / 8);
   g719::encode_spectrum(spectrum, bits, &fields, norm_coefs.data());
   fields.noise_level_index = fields.transient ? 0 : flags / 2 % 4;
-  const int end = g719::write_frame_fields(&fields, bits, soft_bits.data());
-  assert(g719::read_frame_fields(soft_bits.data(), bits, &read) == end && end <= bits);
+  const int end = g719::write_frame_fields(&fields, bits, frame.data());
+  assert(g719::read_frame_fields(frame.data(), bits, &read) == end && end <= bits);
   assert(std::memcmp(&read, &fields, sizeof read) == 0);
   return 0;
 }

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "base/soft_bits.h"
 #include "frame/frame_fields.h"
 #include "lattice/codebook.h"
 #include "payload.h"
@@ -124,13 +123,9 @@ std::string code_name(bool huffman) { return huffman ? "huffman" : "fixed"; }
 
 void dump_frame(const std::uint8_t* frame, int frame_bytes, std::size_t offset,
                 const Options& options, Progress* progress) {
-  g719::Word16 soft_bits[g719::MAX_FRAME_BITS];
-  for (int i = 0; i < frame_bytes; ++i) {
-    g719::write_soft_block(frame[i], g719::SOFT_BLOCK, soft_bits + i * g719::SOFT_BLOCK);
-  }
   g719::FrameFields fields = {};
-  const int frame_bits = frame_bytes * g719::SOFT_BLOCK;
-  const int bits = g719::read_frame_fields(soft_bits, frame_bits, &fields);
+  const int frame_bits = frame_bytes * 8;
+  const int bits = g719::read_frame_fields(frame, frame_bits, &fields);
   const auto leftover_bands =
       std::count(fields.leftover_bits, fields.leftover_bits + fields.coded_bands, 1);
 

@@ -13,7 +13,6 @@
 #include <tuple>
 
 #include "base/flagged_operators.h"
-#include "base/soft_bits.h"
 #include "envelope/norm_coding.h"
 #include "frame/block_scaling.h"
 #include "frame/frame_fields.h"
@@ -106,18 +105,6 @@ TEST(Fields, CodesAreComplete) {
   }
 }
 
-TEST(Fields, SoftBits) {
-  Word16 soft_bits[23 + SOFT_BLOCK] = {}, read[2];
-  BitWindow windows[31];
-  write_soft_bits(-2, 18, soft_bits);  // repeats the sign
-  write_soft_bits(5, 5, soft_bits + 18);
-  soft_bits[20] = 130;  // only SOFT_BIT_ONE is a 1
-  open_soft_bits(soft_bits, 23, windows, 31);
-  read_soft_bits(windows, 18, read);
-  read_soft_bits(windows + 18, 5, read + 1);
-  EXPECT_EQ(Samples(read, read + 2), (Samples{MAX_16, 1}));
-}
-
 // What the decoder finds in the fields of any spectrum is what the encoder put there.
 TEST(Fields, AreReadAsTheyWereWritten) {
   Random random(719);
@@ -131,13 +118,14 @@ TEST(Fields, AreReadAsTheyWereWritten) {
       spectrum[k] = random(-(1 << 24), 1 << 24) >> (slope * k / FRAME) >> loudness;
     }
     FrameFields written = {}, read = {};
-    Word16 norm_coefs[NUM_CODED_COEFS], soft_bits[MAX_FRAME_BITS + SOFT_BLOCK];
+    Word16 norm_coefs[NUM_CODED_COEFS];
+    std::vector<std::uint8_t> frame(frame_bits / 8);
     written.transient = random(0, 1) != 0;
     encode_spectrum(spectrum.data(), frame_bits, &written, norm_coefs);
     written.noise_level_index = written.transient ? 0 : random(0, 3);
-    const int end = write_frame_fields(&written, frame_bits, soft_bits);
+    const int end = write_frame_fields(&written, frame_bits, frame.data());
     ASSERT_LE(end, frame_bits);
-    ASSERT_EQ(read_frame_fields(soft_bits, frame_bits, &read), end);
+    ASSERT_EQ(read_frame_fields(frame.data(), frame_bits, &read), end);
     ASSERT_EQ(std::memcmp(&read, &written, sizeof read), 0) << "frame " << i;
     const int flags = read.transient | (read.coded_bands == NUM_BANDS) << 1 |
                       read.norm_huffman << 2 | read.coef_huffman << 3;

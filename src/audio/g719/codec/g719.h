@@ -47,11 +47,10 @@ struct g719_decoder_state {
 };
 
 typedef struct g719_encoder {
-  int32_t bitrate;                        /* bit/s */
-  int32_t frame_bits;                     /* bitrate / 50 */
-  int32_t frame_bytes;                    /* frame_bits / 8 */
-  int32_t frame_samples;                  /* G719_FRAME_SAMPLES */
-  int16_t bitstream[G719_MAX_FRAME_BITS]; /* soft bits, scratch of one call */
+  int32_t bitrate;       /* bit/s */
+  int32_t frame_bits;    /* bitrate / 50 */
+  int32_t frame_bytes;   /* frame_bits / 8 */
+  int32_t frame_samples; /* G719_FRAME_SAMPLES */
   struct g719_encoder_state state;
 } g719_encoder;
 
@@ -60,7 +59,6 @@ typedef struct g719_decoder {
   int32_t frame_bits;
   int32_t frame_bytes;
   int32_t frame_samples;
-  int16_t bitstream[G719_MAX_FRAME_BITS];
   struct g719_decoder_state state;
 } g719_decoder;
 

@@ -13,9 +13,6 @@ using Word32 = std::int32_t;
 
 inline constexpr int FRAME_SAMPLES = G719_FRAME_SAMPLES;
 inline constexpr int MAX_FRAME_BITS = G719_MAX_FRAME_BITS;
-
-// One bit of a frame under construction; readers take only SOFT_BIT_ONE as 1.
-inline constexpr Word16 SOFT_BIT_ZERO = 127;
-inline constexpr Word16 SOFT_BIT_ONE = 129;
+inline constexpr int MAX_FRAME_BYTES = G719_MAX_FRAME_BYTES;
 
 }  // namespace g719

@@ -60,20 +60,17 @@ void squeeze(int* region) {
   }
 }
 
-// The ranks of each weight, so that no step has to search for the largest one. Weights are norm
-// levels of -5 to 34, raised by 0 to 3 and lowered by 2 for every bit but the last of
-// MAX_BAND_BITS.
+// The ranks of each weight, so that no step has to search for the largest one.
 struct RanksByWeight {
-  static constexpr int LOWEST = -24;
+  static constexpr int LOWEST = -5;
   std::uint64_t ranks[64] = {};  // bit r of word w: rank r has weight w + LOWEST
   std::uint64_t present = 0;     // bit w: some rank has
 };
 
 constexpr std::uint64_t bit(int rank) { return std::uint64_t{1} << rank; }
 
-void insert(RanksByWeight* index, std::uint64_t ranks, int weight) {
-  if (ranks == 0) return;
-  index->ranks[weight - RanksByWeight::LOWEST] |= ranks;
+void insert(RanksByWeight* index, int rank, int weight) {
+  index->ranks[weight - RanksByWeight::LOWEST] |= bit(rank);
   index->present |= bit(weight - RanksByWeight::LOWEST);
 }
 
@@ -91,75 +88,130 @@ int take_first(std::uint64_t* ranks) {
   return first;
 }
 
-// The state of the greedy allocation, by rank.
-struct Search {
-  int first_weight[NUM_BANDS];
-  int width[NUM_BANDS];
-  int bits[NUM_BANDS] = {};
+// The state of the allocation, by rank, the heaviest band first. Entries from `count` on only fill
+// the vectors that the loops are made of.
+constexpr int NUM_RANKS = 48;
+struct Allocation {
+  Word16 weight[NUM_RANKS];
+  Word16 width[NUM_RANKS];
+  Word16 bits[NUM_RANKS];  // a coefficient
   int count;
-  RanksByWeight open;  // ranks up to `last` that can take more
-  int last;
+  int left;  // of the budget
 };
 
-void open_rank(Search* search, int rank) {
-  if (search->bits[rank] >= MAX_BAND_BITS) return;
-  // At least 36 ranks are set. NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult)
-  insert(&search->open, bit(rank), search->first_weight[rank] - 2 * search->bits[rank]);
+void start_allocation(const Word16* weights, const Word16* order, int budget, int count,
+                      Allocation* allocation) {
+  std::fill_n(allocation->weight, NUM_RANKS, Word16{-100});  // which no level is as low as
+  std::copy_n(weights, count, allocation->weight);
+  Word16 bands[NUM_RANKS] = {};
+  std::copy_n(order, count, bands);
+  for (int rank = 0; rank < NUM_RANKS; ++rank) {
+    int width = 0;  // the bands of each group are 8 wider than those of the one before
+    for (const BandGroup& group : BAND_GROUPS) width += bands[rank] >= group.first_band ? 8 : 0;
+    allocation->width[rank] = static_cast<Word16>(width);
+  }
+  allocation->count = count;
+  allocation->left = budget;
 }
 
-// Opens the first rank that can take more and the one behind it.
-void start_over(Search* search) {
-  search->open = {};
-  search->last = 1;
-  while (search->last < search->count - 1 && search->bits[search->last - 1] >= MAX_BAND_BITS) {
-    ++search->last;
+// Bits a coefficient of a band that is served at each of its weights from `weight` to `level`.
+Word16 bits_down_to(int level, Word16 weight) {
+  const auto above = static_cast<Word16>(weight - level + 2);
+  return std::clamp(static_cast<Word16>(above >> 1), Word16{0}, Word16{MAX_BAND_BITS});
+}
+
+int cost_down_to(int level, const Allocation* allocation) {
+  Word16 cost = 0;  // at most MAX_BAND_BITS for each of 800 coefficients
+  for (int rank = 0; rank < NUM_RANKS; ++rank) {
+    cost = static_cast<Word16>(cost + bits_down_to(level, allocation->weight[rank]) *
+                                          allocation->width[rank]);
   }
-  open_rank(search, search->last - 1);
-  open_rank(search, search->last);
+  return cost;
+}
+
+// The lowest level, not below the weight of the lightest band, that the budget pays in all bands.
+int lowest_paid_level(const Allocation* allocation) {
+  int unpaid = allocation->weight[allocation->count - 1] - 1;
+  int paid = allocation->weight[0] + 1;
+  while (paid - unpaid > 1) {
+    const int level = (paid + unpaid) >> 1;
+    (cost_down_to(level, allocation) <= allocation->left ? paid : unpaid) = level;
+  }
+  return paid;
+}
+
+// The price of one more bit at each rank, 0 for bands that are not to be served.
+template <typename Rule>
+void set_prices(const Allocation* allocation, Rule is_served, Word16* price) {
+  for (int rank = 0; rank < NUM_RANKS; ++rank) {
+    price[rank] = is_served(rank) ? allocation->width[rank] : Word16{0};
+  }
+}
+
+// Serves the ranks from `first` to `end` - 1 in their order. False if the budget cannot pay one,
+// where it ends.
+bool serve(const Word16* price, int first, int end, Allocation* allocation) {
+  int rank = first;
+  for (; rank < end && price[rank] <= allocation->left; ++rank) {
+    allocation->left -= price[rank];
+    const int served = price[rank] > 0 ? 1 : 0;
+    allocation->bits[rank] = static_cast<Word16>(allocation->bits[rank] + served);
+  }
+  return rank == end;
+}
+
+Word16 present_weight(const Allocation* allocation, int rank) {
+  return static_cast<Word16>(allocation->weight[rank] - 2 * allocation->bits[rank]);
 }
 
 // Water-filling: one bit a coefficient at a time goes to the heaviest band, which then weighs 2
-// less, since a bit is worth 6 dB and so two levels. Bands are ranked by weight, and of equal ones
-// the first is served. Only ranks up to `last` take part; the next one joins when the band at
-// `last` has had a bit, and when the last of all has had one, the search starts over from the
-// front. It ends at the first band whose bit the budget cannot pay. Returns what is left of the
-// budget.
-int allocate_greedily(Search* search, int budget) {
-  start_over(search);
-  while (search->open.present != 0) {
-    int weight = 0;
-    std::uint64_t heaviest = take_heaviest(&search->open, &weight);
-    std::uint64_t served = 0;
-    int rank = 0;
-    while (heaviest != 0) {
-      rank = take_first(&heaviest);
-      if (budget < search->width[rank]) return budget;
-      budget -= search->width[rank];
-      const bool takes_more = ++search->bits[rank] < MAX_BAND_BITS;
-      served |= std::uint64_t{takes_more} << rank;
-    }
-    insert(&search->open, served, weight - 2);
-    if (rank != search->last) continue;
-    if (search->last == search->count - 1) {
-      start_over(search);
-    } else {
-      open_rank(search, ++search->last);
-    }
+// less, since a bit is worth 6 dB and so two levels; of equal ones the first is served. So bands
+// are served level by level, down to the weight of the lightest one or to the end of the budget.
+// True if the lightest band was served.
+bool fill_levels(Allocation* allocation) {
+  const int level = lowest_paid_level(allocation);
+  allocation->left -= cost_down_to(level, allocation);
+  for (int rank = 0; rank < NUM_RANKS; ++rank) {
+    allocation->bits[rank] = bits_down_to(level, allocation->weight[rank]);
   }
-  return budget;
+  if (level == allocation->weight[allocation->count - 1]) return true;
+
+  Word16 price[NUM_RANKS];
+  const auto weighs_next_level = [=](int rank) {
+    return present_weight(allocation, rank) == level - 1 && allocation->bits[rank] < MAX_BAND_BITS;
+  };
+  set_prices(allocation, weighs_next_level, price);
+  serve(price, 0, allocation->count, allocation);
+  return false;
 }
 
-// Raises the bands of one group that have `from` bits by one, by descending weight, while the
-// budget lasts. Returns what is left of it.
-int top_up(const BandGroup& group, int from, const Word16* order, int count, int budget,
-           Word16* bits) {
-  for (int rank = 0; rank < count && budget >= group.width; ++rank) {
-    const int band = order[rank];
-    if (band < group.first_band || band >= group.end_band || bits[band] != from) continue;
-    ++bits[band];
-    budget -= group.width;
+// Once the lightest band was served, all that take more weigh the same or one less, and bands are
+// served in turn, round after round: one joins when the one before it was served, so that a round
+// begins with two. Its first band alone can find a heavier one beside it, and is passed until one
+// of its own weight joins. False at the end of the budget, and if no band takes more.
+bool serve_round(Allocation* allocation) {
+  const int count = allocation->count;
+  int first = 0;
+  while (first < count && allocation->bits[first] == MAX_BAND_BITS) ++first;
+  if (first == count) return false;
+  int next = first + 1;
+  while (next < count && present_weight(allocation, next) > present_weight(allocation, first)) {
+    ++next;
   }
-  return budget;
+  return serve(allocation->width, first + 1, next, allocation) &&
+         serve(allocation->width, first, first + 1, allocation) &&
+         serve(allocation->width, next, count, allocation);
+}
+
+// Raises the bands of one width that have `from` bits by one while the budget lasts.
+void top_up(int width, int from, Allocation* allocation) {
+  if (allocation->left < width) return;
+  Word16 price[NUM_RANKS];
+  const auto has_bits = [=](int rank) {
+    return allocation->width[rank] == width && allocation->bits[rank] == from;
+  };
+  set_prices(allocation, has_bits, price);
+  serve(price, 0, allocation->count, allocation);
 }
 
 }  // namespace
@@ -187,14 +239,13 @@ void compute_band_weights(const Word16* norm_index, bool transient, Word16* weig
 
 void sort_bands_by_weight(Word16* weights, int count, Word16* order) {
   RanksByWeight unsorted;
-  for (int i = 0; i < count; ++i) insert(&unsorted, bit(i), weights[i]);
+  for (int i = 0; i < count; ++i) insert(&unsorted, i, weights[i]);
   int i = 0;
   while (unsorted.present != 0) {
     int weight = 0;
     std::uint64_t heaviest = take_heaviest(&unsorted, &weight);
     for (; heaviest != 0; ++i) {
       const int best = take_first(&heaviest);
-      if (best == i) continue;
       unsorted.ranks[weights[i] - RanksByWeight::LOWEST] ^= bit(i) | bit(best);
       std::swap(weights[i], weights[best]);
       std::swap(order[i], order[best]);
@@ -204,21 +255,16 @@ void sort_bands_by_weight(Word16* weights, int count, Word16* order) {
 
 void allocate_bits(const Word16* weights, const Word16* order, int budget, int count,
                    Word16* bits) {
-  Search search;
-  search.count = count;
-  for (int rank = 0; rank < count; ++rank) {
-    search.first_weight[rank] = weights[rank];
-    search.width[rank] = band_width[order[rank]];
+  Allocation allocation;
+  start_allocation(weights, order, budget, count, &allocation);
+  if (fill_levels(&allocation)) {
+    while (serve_round(&allocation)) continue;
   }
-  int left = allocate_greedily(&search, budget);
+  for (const int width : {BAND_GROUPS[1].width, BAND_GROUPS[0].width}) {
+    for (const int from : {0, 1}) top_up(width, from, &allocation);
+  }
   std::fill_n(bits, NUM_BANDS, Word16{0});
-  for (int rank = 0; rank < count; ++rank) {
-    bits[order[rank]] = static_cast<Word16>(search.bits[rank]);
-  }
-  left = top_up(BAND_GROUPS[1], 0, order, count, left, bits);
-  left = top_up(BAND_GROUPS[1], 1, order, count, left, bits);
-  left = top_up(BAND_GROUPS[0], 0, order, count, left, bits);
-  top_up(BAND_GROUPS[0], 1, order, count, left, bits);
+  for (int rank = 0; rank < count; ++rank) bits[order[rank]] = allocation.bits[rank];
 }
 
 int count_allocated_bits(const Word16* bits) {

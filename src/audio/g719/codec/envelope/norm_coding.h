@@ -1,9 +1,9 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
 
 #include "base/band_layout.h"
+#include "base/prefix_code.h"
 
 namespace g719 {
 
@@ -22,16 +22,8 @@ inline constexpr std::array<Word16, 32> norm_delta_code = {
 inline constexpr std::array<Word16, 32> norm_delta_code_len = {
     7, 7, 7, 7, 7, 7, 7, 7, 6, 6, 6, 6, 4, 4, 3, 3, 3, 3, 4, 4, 6, 6, 6, 6, 7, 7, 7, 7, 7, 7, 7, 7};
 
-// The difference whose word any 8 bits begin with.
-inline constexpr auto NORM_DELTA_OF_WINDOW = [] {
-  std::array<std::uint8_t, 256> table{};
-  for (int delta = 0; delta < 32; ++delta) {
-    const int spare = 8 - norm_delta_code_len[delta];
-    const int first = norm_delta_code[delta] << spare;
-    for (int i = first; i < first + (1 << spare); ++i) table[i] = static_cast<std::uint8_t>(delta);
-  }
-  return table;
-}();
+inline constexpr PrefixCode NORM_DELTA_CODE = {norm_delta_code.data(), norm_delta_code_len.data()};
+inline constexpr auto NORM_DELTA_DECODING_TABLE = decoding_table(NORM_DELTA_CODE);
 
 // Codes the norms of all bands. Where a difference would leave -15 to 16, norms are lowered (bands
 // raised) in place. Gives the first norm and the 43 coded differences.

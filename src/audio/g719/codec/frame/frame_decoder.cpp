@@ -12,9 +12,9 @@ namespace g719 {
 namespace {
 
 // Decodes a received frame to its scaled spectrum, where concealment will find it.
-void decode_received(const Word16* bitstream, g719_decoder_state* state) {
+void decode_received(const std::uint8_t* bytes, g719_decoder_state* state) {
   FrameFields fields;
-  read_frame_fields(bitstream, state->frame_bits, &fields);
+  read_frame_fields(bytes, state->frame_bits, &fields);
 
   constexpr int INVERSE_HEADROOM = 7;  // bits that the inverse transform needs above the largest
   Word32* spectrum = state->previous_spectrum;
@@ -36,9 +36,9 @@ void init_decoder_state(g719_decoder_state* state, int frame_bits) {
   state->spectral_budget_transient = static_cast<Word16>(spectral_budget(frame_bits, true));
 }
 
-void decode_frame(const Word16* bitstream, bool erased, Word16* samples,
+void decode_frame(const std::uint8_t* bytes, bool erased, Word16* samples,
                   g719_decoder_state* state) {
-  if (!erased) decode_received(bitstream, state);
+  if (!erased) decode_received(bytes, state);
 
   Word32 aliased[2 * FRAME_SAMPLES];
   inverse_transform(state->previous_spectrum, aliased, state->previous_transient_flag != 0);

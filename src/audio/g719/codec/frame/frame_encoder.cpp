@@ -1,8 +1,5 @@
 #include "frame/frame_encoder.h"
 
-#include <algorithm>
-
-#include "base/soft_bits.h"
 #include "frame/block_scaling.h"
 #include "frame/frame_fields.h"
 #include "frame/spectrum_encoder.h"
@@ -34,7 +31,7 @@ void init_encoder_state(g719_encoder_state* state, int frame_bits) {
   state->spectral_budget_transient = static_cast<Word16>(spectral_budget(frame_bits, true));
 }
 
-void encode_frame(const Word16* samples, Word16* bitstream, g719_encoder_state* state) {
+void encode_frame(const Word16* samples, std::uint8_t* bytes, g719_encoder_state* state) {
   FrameFields fields;
   fields.transient = detect_transient(samples, state);
 
@@ -46,9 +43,7 @@ void encode_frame(const Word16* samples, Word16* bitstream, g719_encoder_state* 
   fields.noise_level_index =
       fields.transient ? 0 : estimate_noise_level(norm_coefs, fields.band_bits) & 3;
 
-  Word16 soft_bits[MAX_FRAME_BITS + SOFT_BLOCK];
-  write_frame_fields(&fields, state->frame_bits, soft_bits);
-  std::copy_n(soft_bits, state->frame_bits, bitstream);
+  write_frame_fields(&fields, state->frame_bits, bytes);
 }
 
 }  // namespace g719

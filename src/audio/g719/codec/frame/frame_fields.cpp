@@ -1,10 +1,11 @@
 // The format of a frame: its fields in their order, each with its writer and its reader.
 #include "frame/frame_fields.h"
 
-#include <algorithm>
+#include <cstring>
 #include <numeric>
 
-#include "base/soft_bits.h"
+#include "base/bits.h"
+#include "base/prefix_code.h"
 #include "envelope/bit_allocation.h"
 #include "envelope/norm_coding.h"
 #include "lattice/codebook.h"
@@ -16,88 +17,58 @@ namespace {
 
 constexpr int FLAG_BITS = 1;
 
-// A position is moved by what was written or read, here and nowhere else.
-
-void put(Word16*& position, int value, int width) {
-  write_soft_bits(static_cast<Word16>(value), width, position);
-  position += width;
-}
-Word16 take(const BitWindow*& position, int width) {
-  Word16 value = 0;
-  read_soft_bits(position, width, &value);
-  position += width;
-  return value;
-}
-int next_eight(const BitWindow* position) { return *position; }
-
 // The 43 norm differences.
 
-void put_norm_deltas(Word16*& position, const FrameFields* fields) {
-  for (const Word16 delta : fields->norm_delta) {
-    if (fields->norm_huffman) {
-      put(position, norm_delta_code[delta], norm_delta_code_len[delta]);
-    } else {
-      put(position, delta, NORM_DELTA_BITS);
-    }
-  }
-}
-void take_norm_deltas(const BitWindow*& position, FrameFields* fields) {
-  for (Word16& delta : fields->norm_delta) {
-    if (fields->norm_huffman) {
-      delta = NORM_DELTA_OF_WINDOW[next_eight(position)];
-      position += norm_delta_code_len[delta];
-    } else {
-      delta = take(position, NORM_DELTA_BITS);
-    }
-  }
-}
-
-// The indices of one band in fixed-length coding: one a coefficient, or with one bit a coefficient
-// one of 8 bits a vector.
-
-void put_fixed(Word16*& position, const Word16* index, int width, int bits) {
-  if (bits == 1) {
-    for (int i = 0; i < width; i += VECTOR_SIZE) {
-      write_soft_bits(index[i], VECTOR_SIZE, position + i);
-    }
+void put_norm_deltas(BitWriter* writer, const FrameFields* fields) {
+  if (fields->norm_huffman) {
+    put_words(writer, fields->norm_delta, NUM_NORM_DELTAS, NORM_DELTA_CODE);
   } else {
-    write_soft_bit_array(index, width, bits, position);
+    for (const Word16 delta : fields->norm_delta) put_bits(writer, delta, NORM_DELTA_BITS);
   }
-  position += width * bits;
 }
-void take_fixed(const BitWindow*& position, Word16* index, int width, int bits) {
-  if (bits == 1) {
-    for (int i = 0; i < width; i += VECTOR_SIZE) {
-      read_soft_bits(position + i, VECTOR_SIZE, index + i);
-    }
+void take_norm_deltas(BitReader* reader, FrameFields* fields) {
+  if (fields->norm_huffman) {
+    take_words(reader, fields->norm_delta, NUM_NORM_DELTAS, NORM_DELTA_DECODING_TABLE,
+               NORM_DELTA_CODE);
   } else {
-    read_soft_bit_array(position, width, bits, index);
-  }
-  position += width * bits;
-}
-
-// The same in Huffman code, where the reader takes two words at once when 8 bits hold both.
-
-void put_huffman(Word16*& position, const Word16* index, int width, int bits) {
-  for (int i = 0; i < width; ++i) {
-    const int row = COEF_HUFF_OFFSET[bits] + index[i];
-    put(position, COEF_HUFF_CODE[row], COEF_HUFF_LEN[row]);
+    for (Word16& delta : fields->norm_delta) delta = take_bits(reader, NORM_DELTA_BITS);
   }
 }
-void take_huffman(const BitWindow*& position, Word16* index, int width, int bits) {
-  const auto& words_of_window = COEF_WORDS_OF_WINDOW[bits - MIN_HUFFMAN_BITS];
-  int i = 0;
-  while (i < width - 1) {
-    const DecodedWords& decoded = words_of_window[next_eight(position)];
-    index[i] = decoded.value[0];
-    index[i + 1] = decoded.value[1];  // the next turn's to overwrite if it is not whole
-    i += decoded.words;
-    position += decoded.length;
+
+// The indices of one band with one bit a coefficient: 8 bits a vector.
+
+void put_vectors(BitWriter* writer, const Word16* index, int width) {
+  std::uint64_t bits = 0;
+  for (int i = 0; i < width; i += VECTOR_SIZE) bits = bits << VECTOR_SIZE | index[i];
+  put_bits(writer, bits, width);
+}
+void take_vectors(BitReader* reader, Word16* index, int width) {
+  std::uint64_t bits = peek_bits(reader);
+  for (int i = 0; i < width; i += VECTOR_SIZE, bits <<= VECTOR_SIZE) {
+    index[i] = static_cast<Word16>(bits >> (64 - VECTOR_SIZE));
   }
-  if (i < width) {
-    const DecodedWords& decoded = words_of_window[next_eight(position)];
-    index[i] = decoded.value[0];
-    position += decoded.first_length;
+  reader->position += width;
+}
+
+// The indices of one band with any number of bits a coefficient, none included.
+
+void put_band(BitWriter* writer, const Word16* index, int width, int bits, bool huffman) {
+  if (bits == 1) {
+    put_vectors(writer, index, width);
+  } else if (huffman && has_huffman_code(bits)) {
+    put_words(writer, index, width, coef_code(bits));
+  } else if (bits > 0) {
+    for (int i = 0; i < width; ++i) put_bits(writer, index[i], bits);
+  }
+}
+void take_band(BitReader* reader, Word16* index, int width, int bits, bool huffman) {
+  if (bits == 1) {
+    take_vectors(reader, index, width);
+  } else if (huffman && has_huffman_code(bits)) {
+    const DecodingTable& table = COEF_DECODING_TABLE[bits - MIN_HUFFMAN_BITS];
+    take_words(reader, index, width, table, coef_code(bits));
+  } else if (bits > 0) {
+    for (int i = 0; i < width; ++i) index[i] = take_bits(reader, bits);
   }
 }
 
@@ -105,41 +76,32 @@ void take_huffman(const BitWindow*& position, Word16* index, int width, int bits
 // writer knows both kinds from the start; the reader learns how many bits are left over from where
 // the first kind ends, and until then its band_bits are those of the allocation.
 
-void put_coefs(Word16*& position, const FrameFields* fields) {
+void put_coefs(BitWriter* writer, const FrameFields* fields) {
   for (int b = 0; b < fields->coded_bands; ++b) {
-    const Word16* index = fields->coef_index + band_start[b];
     const int bits = fields->band_bits[b] - fields->leftover_bits[b];
-    if (fields->coef_huffman && has_huffman_code(bits)) {
-      put_huffman(position, index, band_width[b], bits);
-    } else if (bits > 0) {
-      put_fixed(position, index, band_width[b], bits);
-    }
+    put_band(writer, fields->coef_index + band_start[b], band_width[b], bits, fields->coef_huffman);
   }
 }
-void take_coefs(const BitWindow*& position, FrameFields* fields) {
+void take_coefs(BitReader* reader, FrameFields* fields) {
   for (int b = 0; b < fields->coded_bands; ++b) {
-    Word16* index = fields->coef_index + band_start[b];
     const int bits = fields->band_bits[b];
-    if (fields->coef_huffman && has_huffman_code(bits)) {
-      take_huffman(position, index, band_width[b], bits);
-    } else if (bits > 0) {
-      take_fixed(position, index, band_width[b], bits);
-    }
+    take_band(reader, fields->coef_index + band_start[b], band_width[b], bits,
+              fields->coef_huffman);
   }
 }
 
-void put_leftover(Word16*& position, const FrameFields* fields) {
+void put_leftover(BitWriter* writer, const FrameFields* fields) {
   for (int rank = 0; rank < fields->coded_bands; ++rank) {
     const int band = fields->band_order[rank];
     if (fields->leftover_bits[band] == 0) continue;
-    put_fixed(position, fields->coef_index + band_start[band], band_width[band], 1);
+    put_vectors(writer, fields->coef_index + band_start[band], band_width[band]);
   }
 }
-void take_leftover(const BitWindow*& position, FrameFields* fields) {
+void take_leftover(BitReader* reader, FrameFields* fields) {
   for (int rank = 0; rank < fields->coded_bands; ++rank) {
     const int band = fields->band_order[rank];
     if (fields->leftover_bits[band] == 0) continue;
-    take_fixed(position, fields->coef_index + band_start[band], band_width[band], 1);
+    take_vectors(reader, fields->coef_index + band_start[band], band_width[band]);
   }
 }
 
@@ -157,49 +119,48 @@ void allocate_frame(FrameFields* fields, int budget) {
   allocate_bits(weights, fields->band_order, budget, fields->coded_bands, fields->band_bits);
 }
 
-int write_frame_fields(const FrameFields* fields, int frame_bits, Word16* soft_bits) {
-  Word16* position = soft_bits;
-  put(position, fields->transient, FLAG_BITS);
-  put(position, fields->coded_bands == NUM_BANDS, FLAG_BITS);
-  put(position, fields->norm_huffman, FLAG_BITS);
-  put(position, fields->coef_huffman, FLAG_BITS);
-  put(position, fields->first_norm, FIRST_NORM_BITS);
-  put_norm_deltas(position, fields);
-  put_coefs(position, fields);
-  put_leftover(position, fields);
-  if (!fields->transient) put(position, fields->noise_level_index, NOISE_LEVEL_BITS);
-  std::fill(position, soft_bits + frame_bits, SOFT_BIT_ZERO);
-  return static_cast<int>(position - soft_bits);
+int write_frame_fields(const FrameFields* fields, int frame_bits, std::uint8_t* bytes) {
+  std::uint8_t frame[MAX_FRAME_BYTES + BITS_SLACK_BYTES] = {};
+  BitWriter writer = {.next = frame, .pending = 0, .pending_bits = 0};
+  put_bits(&writer, fields->transient, FLAG_BITS);
+  put_bits(&writer, fields->coded_bands == NUM_BANDS, FLAG_BITS);
+  put_bits(&writer, fields->norm_huffman, FLAG_BITS);
+  put_bits(&writer, fields->coef_huffman, FLAG_BITS);
+  put_bits(&writer, fields->first_norm, FIRST_NORM_BITS);
+  put_norm_deltas(&writer, fields);
+  put_coefs(&writer, fields);
+  put_leftover(&writer, fields);
+  if (!fields->transient) put_bits(&writer, fields->noise_level_index, NOISE_LEVEL_BITS);
+  std::memcpy(bytes, frame, frame_bits / 8);
+  return static_cast<int>((writer.next - frame) * 8 + writer.pending_bits);
 }
 
-int read_frame_fields(const Word16* soft_bits, int frame_bits, FrameFields* fields) {
+int read_frame_fields(const std::uint8_t* bytes, int frame_bits, FrameFields* fields) {
   // Huffman words are up to 5/3 times as long as the fixed-length fields that were allocated.
-  constexpr auto readable = [](int bits) { return bits * 5 / 3 + SOFT_BLOCK; };
-  BitWindow frame[readable(MAX_FRAME_BITS)];
-  open_soft_bits(soft_bits, frame_bits, frame, readable(frame_bits));
-
-  const BitWindow* position = frame;
-  fields->transient = take(position, FLAG_BITS) != 0;
-  fields->coded_bands = take(position, FLAG_BITS) != 0 ? NUM_BANDS : NUM_LOW_BANDS;
-  fields->norm_huffman = take(position, FLAG_BITS) != 0;
-  fields->coef_huffman = take(position, FLAG_BITS) != 0;
-  fields->first_norm = take(position, FIRST_NORM_BITS);
-  const BitWindow* norms = position;
-  take_norm_deltas(position, fields);
-  const int norm_bits = static_cast<int>(position - norms);
+  std::uint8_t frame[MAX_FRAME_BYTES * 5 / 3 + BITS_SLACK_BYTES] = {};
+  std::memcpy(frame, bytes, frame_bits / 8);
+  BitReader reader = {.bytes = frame, .position = 0};
+  fields->transient = take_bits(&reader, FLAG_BITS) != 0;
+  fields->coded_bands = take_bits(&reader, FLAG_BITS) != 0 ? NUM_BANDS : NUM_LOW_BANDS;
+  fields->norm_huffman = take_bits(&reader, FLAG_BITS) != 0;
+  fields->coef_huffman = take_bits(&reader, FLAG_BITS) != 0;
+  fields->first_norm = take_bits(&reader, FIRST_NORM_BITS);
+  const unsigned norms = reader.position;
+  take_norm_deltas(&reader, fields);
+  const int norm_bits = static_cast<int>(reader.position - norms);
 
   decode_norm_deltas(fields->first_norm, fields->norm_delta, fields->transient, fields->norm_index);
   const int budget = coefficient_budget(frame_bits, fields->transient, norm_bits);
   allocate_frame(fields, budget);
 
-  const BitWindow* coefs = position;
-  take_coefs(position, fields);
-  const int coef_bits = static_cast<int>(position - coefs);
+  const unsigned coefs = reader.position;
+  take_coefs(&reader, fields);
+  const int coef_bits = static_cast<int>(reader.position - coefs);
   allocate_leftover_bits(fields->band_order, fields->coded_bands, budget - coef_bits,
                          fields->band_bits, fields->leftover_bits);
-  take_leftover(position, fields);
-  fields->noise_level_index = fields->transient ? 0 : take(position, NOISE_LEVEL_BITS);
-  return static_cast<int>(position - frame);
+  take_leftover(&reader, fields);
+  fields->noise_level_index = fields->transient ? 0 : take_bits(&reader, NOISE_LEVEL_BITS);
+  return static_cast<int>(reader.position);
 }
 
 }  // namespace g719

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "base/band_layout.h"
 #include "base/word.h"
 
@@ -43,12 +45,12 @@ int coefficient_budget(int frame_bits, bool transient, int norm_bits);
 // sides.
 void allocate_frame(FrameFields* fields, int budget);
 
-// Writes the fields as soft bits, pads the frame with zero bits, and returns the bits of the
-// fields, frame_bits at most. Up to a block of soft bits behind the frame is overwritten.
-int write_frame_fields(const FrameFields* fields, int frame_bits, Word16* soft_bits);
+// Writes the fields, pads the frame's bytes with zero bits, and returns the bits of the fields,
+// frame_bits at most.
+int write_frame_fields(const FrameFields* fields, int frame_bits, std::uint8_t* bytes);
 
-// Reads the fields of any frame_bits soft bits and returns the bits that they took. A damaged frame
-// can ask for up to two thirds more than it has; what it reads past its end is 0.
-int read_frame_fields(const Word16* soft_bits, int frame_bits, FrameFields* fields);
+// Reads the fields of any bytes and returns the bits that they took. A damaged frame can ask for up
+// to two thirds more than it has; what it reads past its end is 0.
+int read_frame_fields(const std::uint8_t* bytes, int frame_bits, FrameFields* fields);
 
 }  // namespace g719

@@ -45,12 +45,12 @@ g719_decoder* g719_decoder_create(std::int32_t bitrate) {
 }
 
 void g719_encoder_encode(g719_encoder* encoder, const std::int16_t* samples, std::uint8_t* bytes) {
-  processor_level()->encode(encoder, samples, bytes);
+  processor_level()->encode(samples, bytes, &encoder->state);
 }
 
 void g719_decoder_decode(g719_decoder* decoder, const std::uint8_t* bytes, std::int16_t* samples,
                          std::int32_t erasure_flag) {
-  processor_level()->decode(decoder, bytes, samples, erasure_flag != 0);
+  processor_level()->decode(bytes, erasure_flag != 0, samples, &decoder->state);
 }
 
 std::int32_t g719_encoder_frame_samples(const g719_encoder* encoder) {

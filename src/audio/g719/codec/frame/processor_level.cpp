@@ -9,13 +9,12 @@
 #include <cpuid.h>
 #endif
 
-// The entries of each copy, as in frame/packed_frame.h.
-#define LEVEL(name, copy, supported)                                           \
-  namespace copy {                                                             \
-  void encode_packed_frame(g719_encoder* encoder, const std::int16_t* samples, \
-                           std::uint8_t* bytes);                               \
-  void decode_packed_frame(g719_decoder* decoder, const std::uint8_t* bytes,   \
-                           std::int16_t* samples, bool erased);                \
+// The entries of each copy, as in frame/frame_encoder.h and frame/frame_decoder.h.
+#define LEVEL(name, copy, supported)                                                              \
+  namespace copy {                                                                                \
+  void encode_frame(const std::int16_t* samples, std::uint8_t* bytes, g719_encoder_state* state); \
+  void decode_frame(const std::uint8_t* bytes, bool erased, std::int16_t* samples,                \
+                    g719_decoder_state* state);                                                   \
   }
 #include "processor_levels.inc"
 #undef LEVEL
@@ -34,7 +33,7 @@ namespace {
 #endif
 
 #define LEVEL(name, copy, supported) \
-  {#name, [] { return supported; }, copy::encode_packed_frame, copy::decode_packed_frame},
+  {#name, [] { return supported; }, copy::encode_frame, copy::decode_frame},
 constexpr ProcessorLevel LEVELS[] = {
 #include "processor_levels.inc"
 };

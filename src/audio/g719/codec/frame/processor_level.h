@@ -9,9 +9,9 @@
 struct ProcessorLevel {
   const char* name;
   bool (*is_supported)();  // by the processor and the operating system
-  void (*encode)(g719_encoder* encoder, const std::int16_t* samples, std::uint8_t* bytes);
-  void (*decode)(g719_decoder* decoder, const std::uint8_t* bytes, std::int16_t* samples,
-                 bool erased);
+  void (*encode)(const std::int16_t* samples, std::uint8_t* bytes, g719_encoder_state* state);
+  void (*decode)(const std::uint8_t* bytes, bool erased, std::int16_t* samples,
+                 g719_decoder_state* state);
 };
 
 // The level of this name, or null when the library or this machine does not have it.

@@ -7,9 +7,9 @@ namespace g719 {
 namespace {
 
 int huffman_bits(const Word16* values, int count, int bits) {
-  const Word16* lengths = COEF_HUFF_LEN.data() + COEF_HUFF_OFFSET[bits];
+  const PrefixCode code = coef_code(bits);
   int sum = 0;
-  for (int i = 0; i < count; ++i) sum += lengths[values[i]];
+  for (int i = 0; i < count; ++i) sum += code.length[values[i]];
   return sum;
 }
 

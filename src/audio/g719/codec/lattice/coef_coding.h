@@ -5,9 +5,9 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
 #include <string_view>
 
+#include "base/prefix_code.h"
 #include "base/word.h"
 
 namespace g719 {
@@ -55,42 +55,13 @@ constexpr bool has_huffman_code(int bits) {
   return bits >= MIN_HUFFMAN_BITS && bits <= MAX_HUFFMAN_BITS;
 }
 
-// The one or two code words that any 8 bits begin with: two where both are whole.
-struct DecodedWords {
-  std::uint8_t value[2];
-  std::uint8_t words;
-  std::uint8_t length;        // of all
-  std::uint8_t first_length;  // of the first
-};
-using DecodingTable = std::array<DecodedWords, 256>;
-
-// The value whose word `window` begins with.
-constexpr int value_at(int window, int bits) {
-  for (int value = 0;; ++value) {
-    const int row = COEF_HUFF_OFFSET[bits] + value;
-    if (window >> (8 - COEF_HUFF_LEN[row]) == COEF_HUFF_CODE[row]) return value;
-  }
+// Of bands with `bits` bits a coefficient.
+constexpr PrefixCode coef_code(int bits) {
+  return {&COEF_HUFF_CODE[COEF_HUFF_OFFSET[bits]], &COEF_HUFF_LEN[COEF_HUFF_OFFSET[bits]]};
 }
-
-constexpr DecodingTable decoding_table(int bits) {
-  DecodingTable table{};
-  const Word16* lengths = COEF_HUFF_LEN.data() + COEF_HUFF_OFFSET[bits];
-  for (int window = 0; window < 256; ++window) {
-    DecodedWords& entry = table[window];
-    const int first = value_at(window, bits);
-    const int rest = window << lengths[first] & 255;
-    const int second = value_at(rest, bits);
-    const bool whole = lengths[first] + lengths[second] <= 8;
-    entry.value[0] = static_cast<std::uint8_t>(first);
-    entry.value[1] = static_cast<std::uint8_t>(second);
-    entry.words = whole ? 2 : 1;
-    entry.first_length = static_cast<std::uint8_t>(lengths[first]);
-    entry.length = static_cast<std::uint8_t>(lengths[first] + (whole ? lengths[second] : 0));
-  }
-  return table;
-}
-inline constexpr std::array COEF_WORDS_OF_WINDOW = {decoding_table(2), decoding_table(3),
-                                                    decoding_table(4), decoding_table(5)};
+inline constexpr std::array COEF_DECODING_TABLE = {
+    decoding_table(coef_code(2)), decoding_table(coef_code(3)), decoding_table(coef_code(4)),
+    decoding_table(coef_code(5))};
 
 // Bits of the fields of all bands in Huffman coding. `coef_index` has 800 entries, `band_bits` 44.
 int count_coef_huffman_bits(const Word16* coef_index, const Word16* band_bits);
