@@ -1,7 +1,16 @@
 // What GStreamer sees of the library: the descriptor, and the two ways to register what it holds.
 #include <gst/gst.h>
 
-static gboolean plugin_init(GstPlugin*) { return TRUE; }
+#include "rtpg719depay.h"
+#include "rtpg719pay.h"
+
+static gboolean plugin_init(GstPlugin* plugin) {
+  const gboolean payloader_registered =
+      gst_element_register(plugin, "rtpg719pay", GST_RANK_SECONDARY, rtp_g719_pay_get_type());
+  const gboolean depayloader_registered =
+      gst_element_register(plugin, "rtpg719depay", GST_RANK_SECONDARY, rtp_g719_depay_get_type());
+  return payloader_registered && depayloader_registered;
+}
 
 // Written out, since GST_PLUGIN_DEFINE would put the numbers of the GStreamer at hand into it.
 static const GstPluginDesc PLUGIN_DESC = {

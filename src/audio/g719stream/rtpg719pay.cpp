@@ -1,0 +1,282 @@
+/**
+ * SECTION:element-rtpg719pay
+ * @title: rtpg719pay
+ *
+ * Puts G.719 payloads into RTP packets, in the non-interleaved form of RFC 5404. Every payload
+ * leaves at once; with #GstRTPBasePayload:min-ptime frames wait for as many as it names and share a
+ * packet. No packet is larger than #GstRTPBasePayload:mtu or longer than
+ * #GstRTPBasePayload:max-ptime, except where one frame is: frames are not cut.
+ *
+ * ## Example launch line
+ * |[
+ * gst-launch-1.0 autoaudiosrc ! audioconvert ! audioresample ! zelg719enc ! rtpg719pay !
+ *     udpsink host=127.0.0.1 port=5004
+ * ]|
+ */
+#include "rtpg719pay.h"
+
+#include <gst/base/gstadapter.h>
+#include <gst/rtp/gstrtpbuffer.h>
+
+#include "payload.h"
+
+struct _RtpG719Pay {
+  GstRTPBasePayload parent;
+  GstAdapter* pending;   // frames that have not been sent
+  guint8 toc;            // of each of them; 0 before the first
+  guint frame_bytes;     // of each of them
+  GstClockTime pts;      // of the first of them; without any, of the frame that is due
+  guint64 sample;        // number of its first sample
+  gboolean is_at_start;  // no packet was sent yet, or none since a gap
+};
+
+static constexpr GstClockTime FRAME_TIME = GST_SECOND * G719_FRAME_SAMPLES / G719_SAMPLE_RATE;
+
+GST_DEBUG_CATEGORY_STATIC(rtp_g719_pay_debug);
+#define GST_CAT_DEFAULT rtp_g719_pay_debug
+
+static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
+    "src", GST_PAD_SRC, GST_PAD_ALWAYS,
+    GST_STATIC_CAPS("application/x-rtp, media = (string) audio, payload = (int) [ 96, 127 ], "
+                    "clock-rate = (int) 48000, encoding-name = (string) G719"));
+static GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
+    "sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(G719_PAYLOAD_CAPS));
+
+G_DEFINE_TYPE(RtpG719Pay, rtp_g719_pay, GST_TYPE_RTP_BASE_PAYLOAD)
+
+static void rtp_g719_pay_finalize(GObject* object);
+static GstStateChangeReturn rtp_g719_pay_change_state(GstElement* element, GstStateChange change);
+static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps* caps);
+static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuffer* buffer);
+static gboolean rtp_g719_pay_sink_event(GstRTPBasePayload* base, GstEvent* event);
+static gboolean rtp_g719_pay_query(GstRTPBasePayload* base, GstPad* pad, GstQuery* query);
+
+static void rtp_g719_pay_class_init(RtpG719PayClass* klass) {
+  auto* element_class = GST_ELEMENT_CLASS(klass);
+  auto* payload_class = GST_RTP_BASE_PAYLOAD_CLASS(klass);
+
+  gst_element_class_add_static_pad_template(element_class, &src_template);
+  gst_element_class_add_static_pad_template(element_class, &sink_template);
+  gst_element_class_set_static_metadata(
+      element_class, "RTP G.719 payloader", "Codec/Payloader/Network/RTP",
+      "Puts G.719 audio in RTP packets (RFC 5404)", "Zelkor audio team <audio@zelkor.example>");
+
+  G_OBJECT_CLASS(klass)->finalize = rtp_g719_pay_finalize;
+  element_class->change_state = GST_DEBUG_FUNCPTR(rtp_g719_pay_change_state);
+  payload_class->set_caps = GST_DEBUG_FUNCPTR(rtp_g719_pay_set_caps);
+  payload_class->handle_buffer = GST_DEBUG_FUNCPTR(rtp_g719_pay_handle_buffer);
+  payload_class->sink_event = GST_DEBUG_FUNCPTR(rtp_g719_pay_sink_event);
+  payload_class->query = GST_DEBUG_FUNCPTR(rtp_g719_pay_query);
+
+  GST_DEBUG_CATEGORY_INIT(rtp_g719_pay_debug, "g719pay", 0, "g719pay");
+}
+
+// Drops what is pending. What comes next is in no connection with what came before.
+static void rtp_g719_pay_reset(RtpG719Pay* self) {
+  gst_adapter_clear(self->pending);
+  self->pts = GST_CLOCK_TIME_NONE;
+  self->is_at_start = TRUE;
+}
+
+static void rtp_g719_pay_init(RtpG719Pay* self) {
+  self->pending = gst_adapter_new();
+  rtp_g719_pay_reset(self);
+}
+
+static void rtp_g719_pay_finalize(GObject* object) {
+  g_object_unref(RTP_G719_PAY(object)->pending);
+  G_OBJECT_CLASS(rtp_g719_pay_parent_class)->finalize(object);
+}
+
+static GstStateChangeReturn rtp_g719_pay_change_state(GstElement* element, GstStateChange change) {
+  const GstStateChangeReturn result =
+      GST_ELEMENT_CLASS(rtp_g719_pay_parent_class)->change_state(element, change);
+  if (change == GST_STATE_CHANGE_PAUSED_TO_READY) rtp_g719_pay_reset(RTP_G719_PAY(element));
+  return result;
+}
+
+static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps*) {
+  gst_rtp_base_payload_set_options(base, "audio", TRUE, "G719", G719_SAMPLE_RATE);
+  const gboolean is_set = gst_rtp_base_payload_set_outcaps(base, nullptr);
+  // Downstream may have asked for a ptime.
+  gst_element_post_message(GST_ELEMENT(base), gst_message_new_latency(GST_OBJECT(base)));
+  return is_set;
+}
+
+// How many frames a packet takes: from `least` to `most`, and a multiple of `multiple`.
+struct PacketFrames {
+  guint64 least, most, multiple;
+};
+
+// What the properties say and downstream asked for. A ptime from there is kept to exactly.
+static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
+  const auto* base = GST_RTP_BASE_PAYLOAD(self);
+  PacketFrames frames = {1, G_MAXUINT8, 1};
+  if (base->max_ptime >= 0) {
+    frames.most = std::min<guint64>(frames.most, base->max_ptime / FRAME_TIME);
+  }
+  if (self->frame_bytes > 0) {
+    const gsize room = gst_rtp_buffer_calc_payload_len(base->mtu, 0, 0);
+    frames.most =
+        std::min<guint64>(frames.most, (room - g719::PAYLOAD_HEADER_BYTES) / self->frame_bytes);
+  }
+  frames.most = std::max<guint64>(frames.most, 1);
+  frames.multiple = std::clamp<guint64>(base->ptime_multiple / FRAME_TIME, 1, frames.most);
+  frames.most -= frames.most % frames.multiple;
+  frames.least = std::clamp<guint64>((base->min_ptime + FRAME_TIME - 1) / FRAME_TIME,
+                                     frames.multiple, frames.most);
+  if (base->ptime > 0) {
+    frames.most = std::clamp<guint64>(base->ptime / FRAME_TIME, frames.least, frames.most);
+    frames.least = frames.most;
+  }
+  return frames;
+}
+
+static guint64 rtp_g719_pay_pending_frames(RtpG719Pay* self) {
+  return self->frame_bytes == 0 ? 0 : gst_adapter_available(self->pending) / self->frame_bytes;
+}
+
+// Sends the first `frames` of the pending ones.
+static GstFlowReturn rtp_g719_pay_send_packet(RtpG719Pay* self, guint64 frames) {
+  auto* base = GST_RTP_BASE_PAYLOAD(self);
+  GstBuffer* packet =
+      gst_rtp_base_payload_allocate_output_buffer(base, g719::PAYLOAD_HEADER_BYTES, 0, 0);
+  GstRTPBuffer rtp = GST_RTP_BUFFER_INIT;
+  gst_rtp_buffer_map(packet, GST_MAP_WRITE, &rtp);
+  auto* header = static_cast<guint8*>(gst_rtp_buffer_get_payload(&rtp));
+  header[0] = self->toc;
+  header[1] = static_cast<guint8>(frames);
+  gst_rtp_buffer_set_marker(&rtp, self->is_at_start);
+  gst_rtp_buffer_unmap(&rtp);
+
+  packet = gst_buffer_append(
+      packet, gst_adapter_take_buffer_fast(self->pending, frames * self->frame_bytes));
+  GST_BUFFER_PTS(packet) = self->pts;
+  GST_BUFFER_DURATION(packet) = frames * FRAME_TIME;
+  // The base class makes RTP timestamps of it. Those that it makes of the PTS, which is rounded to
+  // ns, are sometimes one sample short.
+  GST_BUFFER_OFFSET(packet) = self->sample;
+  if (self->is_at_start) GST_BUFFER_FLAG_SET(packet, GST_BUFFER_FLAG_DISCONT);
+
+  if (GST_CLOCK_TIME_IS_VALID(self->pts)) self->pts += frames * FRAME_TIME;
+  self->sample += frames * G719_FRAME_SAMPLES;
+  self->is_at_start = FALSE;
+  return gst_rtp_base_payload_push(base, packet);
+}
+
+// Sends what is pending, as long as it is `least` frames.
+static GstFlowReturn rtp_g719_pay_send(RtpG719Pay* self, const PacketFrames& packet,
+                                       guint64 least) {
+  GstFlowReturn flow = GST_FLOW_OK;
+  for (guint64 pending = rtp_g719_pay_pending_frames(self); flow == GST_FLOW_OK && pending >= least;
+       pending = rtp_g719_pay_pending_frames(self)) {
+    guint64 frames = std::min(pending, packet.most);
+    if (frames > packet.multiple) frames -= frames % packet.multiple;
+    flow = rtp_g719_pay_send_packet(self, frames);
+  }
+  if (flow != GST_FLOW_OK) gst_adapter_clear(self->pending);
+  return flow;
+}
+
+static GstFlowReturn rtp_g719_pay_send_all(RtpG719Pay* self) {
+  return rtp_g719_pay_send(self, rtp_g719_pay_packet_frames(self), 1);
+}
+
+// Samples from `from` to `to`, modulo 2^64 where `to` is the earlier one.
+static guint64 rtp_g719_pay_samples_between(GstClockTime from, GstClockTime to) {
+  return to >= from ? gst_util_uint64_scale_round(to - from, G719_SAMPLE_RATE, GST_SECOND)
+                    : -gst_util_uint64_scale_round(from - to, G719_SAMPLE_RATE, GST_SECOND);
+}
+
+// Sends what does not share a packet with the payload in `buffer`, and follows its timestamp. Where
+// it is off by half a frame or more, something is missing.
+static GstFlowReturn rtp_g719_pay_follow(RtpG719Pay* self, GstBuffer* buffer, guint8 toc) {
+  const GstClockTime pts = GST_BUFFER_PTS(buffer);
+  const guint64 pending = rtp_g719_pay_pending_frames(self);
+  GstClockTime due = self->pts;
+  if (GST_CLOCK_TIME_IS_VALID(due)) due += pending * FRAME_TIME;
+  const bool are_both_timed = GST_CLOCK_TIME_IS_VALID(pts) && GST_CLOCK_TIME_IS_VALID(due);
+  const bool is_off = are_both_timed && (pts > due ? pts - due : due - pts) >= FRAME_TIME / 2;
+  const bool is_after_gap = is_off || GST_BUFFER_IS_DISCONT(buffer);
+
+  GstFlowReturn flow = GST_FLOW_OK;
+  if (is_after_gap || toc != self->toc) flow = rtp_g719_pay_send_all(self);
+  if (is_off) self->sample += rtp_g719_pay_samples_between(self->pts, pts);
+  if (is_after_gap) self->is_at_start = TRUE;
+  if (GST_CLOCK_TIME_IS_VALID(pts) && rtp_g719_pay_pending_frames(self) == 0) self->pts = pts;
+  return flow;
+}
+
+// Reads the header of a payload; all zero where it has none that names a frame size.
+static g719::PayloadLayout rtp_g719_pay_read_header(GstBuffer* buffer, guint8* toc) {
+  guint8 header[g719::PAYLOAD_HEADER_BYTES] = {};
+  gst_buffer_extract(buffer, 0, header, sizeof header);
+  const gsize size = gst_buffer_get_size(buffer);
+  if (size < sizeof header || g719::toc_has_follower(header[0])) return {};
+  *toc = header[0] & 0x7C;
+  return g719::parse_payload(header, size);
+}
+
+static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuffer* buffer) {
+  auto* self = RTP_G719_PAY(base);
+  guint8 toc = 0;
+  const g719::PayloadLayout layout = rtp_g719_pay_read_header(buffer, &toc);
+  if (layout.frames_complete == 0 || layout.frames_complete < layout.frames_promised) {
+    GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %u of %u frames",
+                       gst_buffer_get_size(buffer), layout.frames_complete, layout.frames_promised);
+  }
+  GstFlowReturn flow = GST_FLOW_OK;
+  if (layout.frames_complete > 0) flow = rtp_g719_pay_follow(self, buffer, toc);
+  if (layout.frames_complete == 0 || flow != GST_FLOW_OK) {
+    gst_buffer_unref(buffer);
+    return flow;
+  }
+
+  self->toc = toc;
+  self->frame_bytes = layout.frame_bytes;
+  buffer = gst_buffer_make_writable(buffer);
+  gst_buffer_resize(buffer, g719::PAYLOAD_HEADER_BYTES,
+                    static_cast<gssize>(layout.frames_complete * layout.frame_bytes));
+  gst_adapter_push(self->pending, buffer);
+  const PacketFrames packet = rtp_g719_pay_packet_frames(self);
+  return rtp_g719_pay_send(self, packet, packet.least);
+}
+
+static gboolean rtp_g719_pay_sink_event(GstRTPBasePayload* base, GstEvent* event) {
+  auto* self = RTP_G719_PAY(base);
+  switch (GST_EVENT_TYPE(event)) {
+    case GST_EVENT_CAPS:
+    case GST_EVENT_EOS:
+    case GST_EVENT_GAP:
+      rtp_g719_pay_send_all(self);
+      break;
+    case GST_EVENT_STREAM_START:
+    case GST_EVENT_SEGMENT:
+      rtp_g719_pay_send_all(self);
+      rtp_g719_pay_reset(self);
+      break;
+    case GST_EVENT_FLUSH_STOP:
+      rtp_g719_pay_reset(self);
+      break;
+    default:
+      break;
+  }
+  return GST_RTP_BASE_PAYLOAD_CLASS(rtp_g719_pay_parent_class)->sink_event(base, event);
+}
+
+// The first frame of a packet waits for the last one.
+static gboolean rtp_g719_pay_query(GstRTPBasePayload* base, GstPad* pad, GstQuery* query) {
+  if (!GST_RTP_BASE_PAYLOAD_CLASS(rtp_g719_pay_parent_class)->query(base, pad, query)) {
+    return FALSE;
+  }
+  if (GST_QUERY_TYPE(query) == GST_QUERY_LATENCY) {
+    const guint64 least = rtp_g719_pay_packet_frames(RTP_G719_PAY(base)).least;
+    gboolean is_live = FALSE;
+    GstClockTime min = 0, max = 0;
+    gst_query_parse_latency(query, &is_live, &min, &max);
+    min += (least - 1) * FRAME_TIME;
+    if (GST_CLOCK_TIME_IS_VALID(max)) max += (least - 1) * FRAME_TIME;
+    gst_query_set_latency(query, is_live, min, max);
+  }
+  return TRUE;
+}
