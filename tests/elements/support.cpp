@@ -1,6 +1,8 @@
 #include "support.h"
 
 #include <gst/audio/gstaudioencoder.h>
+#include <gst/rtp/gstrtpbuffer.h>
+#include <gst/sdp/gstsdpmessage.h>
 
 #include <algorithm>
 #include <fstream>
@@ -13,6 +15,7 @@ std::string broken;
 namespace {
 
 constexpr char RAW_CAPS[] = "audio/x-raw,format=S16LE,layout=interleaved,rate=48000,channels=1";
+constexpr char RTP_CAPS[] = "application/x-rtp,media=audio,clock-rate=48000,encoding-name=G719";
 constexpr gsize FRAME_PCM_BYTES = 1920;
 
 // Bytes a frame for each length code of the ToC byte, 0 where there are none.
@@ -51,8 +54,7 @@ void send_segment(Element* e) {
 void send_start(Element* e, const std::string& caps) {
   gst_harness_push_event(e->h, gst_event_new_stream_start("test"));
   if (caps != "none") {
-    const std::string own = e->is_encoder ? RAW_CAPS : "audio/G719";
-    g_autoptr(GstCaps) sent = gst_caps_from_string((caps.empty() ? own : caps).c_str());
+    g_autoptr(GstCaps) sent = gst_caps_from_string((caps.empty() ? e->caps : caps).c_str());
     if (!gst_pad_peer_query_accept_caps(e->h->srcpad, sent)) return note("refused");
     gst_harness_push_event(e->h, gst_event_new_caps(sent));
   }
@@ -61,11 +63,12 @@ void send_start(Element* e, const std::string& caps) {
 }
 
 // Pushes the bytes at an odd address, with nothing that could be read behind them.
-GstFlowReturn push(Element* e, const std::string& bytes, GstClockTime pts) {
+GstFlowReturn push(Element* e, const std::string& bytes, GstClockTime pts, guint flags = 0) {
   if (!e->is_started) send_start(e, "");
   GstBuffer* buffer = gst_buffer_new_memdup(("?" + bytes).data(), bytes.size() + 1);
   gst_buffer_resize(buffer, 1, -1);
   GST_BUFFER_PTS(buffer) = pts;
+  GST_BUFFER_FLAG_SET(buffer, flags);
   return gst_harness_push(e->h, buffer);
 }
 
@@ -84,15 +87,37 @@ GstFlowReturn push_audio(Element* e, std::istream& words, GstClockTime time) {
   return flow;
 }
 
-GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
+std::string next_payload(Element* e, std::istream& words) {
   guint toc = 0, count = 0;
   gsize size = 0;
   std::string payload;
   if (words >> std::hex >> toc) payload += static_cast<char>(toc);
   if (words >> std::dec >> count >> size) payload += static_cast<char>(count);
-  e->bitrate = FRAME_BYTES[toc >> 2 & 31] * 400;
-  e->input = next_music(e, size);
-  return push(e, payload + e->input, time);
+  const gsize frame_bytes = FRAME_BYTES[toc >> 2 & 31];
+  e->bitrate = static_cast<gint>(frame_bytes) * 400;
+  payload += next_music(e, size);
+  // Of earlier payloads the decoder leaves nothing, while the payloader may have kept their frames.
+  if (e->suite != "Payloader") e->input.clear();
+  const gsize whole = frame_bytes == 0 ? 0 : std::min<gsize>(count, size / frame_bytes);
+  if (whole > 0) e->input += payload.substr(2, whole * frame_bytes);
+  return payload;
+}
+
+GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
+  const std::string payload = next_payload(e, words);
+  std::string flag;
+  words >> flag;
+  return push(e, payload, time, flag == "discont" ? GST_BUFFER_FLAG_DISCONT : 0);
+}
+
+GstFlowReturn push_packet(Element* e, std::istream& words, GstClockTime time) {
+  std::string packet(12, '\0'), flag;
+  e->input = next_payload(e, words);
+  words >> flag;
+  packet[0] = static_cast<char>(0x80);
+  packet[1] = static_cast<char>(flag == "marked" ? 0xe0 : 0x60);
+  GST_WRITE_UINT16_BE(&packet[2], e->packets++);
+  return push(e, packet + e->input, time);
 }
 
 void flush(Element* e) {
@@ -190,6 +215,45 @@ void note_buffer(Element* e, GstBuffer* buffer) {
   note(text.str() + (offset % 2 == 1 ? " misaligned" : ""));
 }
 
+std::string time_of(GstBuffer* buffer) {
+  return " @" + std::to_string(GST_BUFFER_PTS(buffer) / GST_MSECOND);
+}
+
+void note_packet(Element* e, GstBuffer* buffer) {
+  const std::string packet = contents(buffer), frames = packet.substr(14);
+  const guint toc = static_cast<guint8>(packet[12]), count = static_cast<guint8>(packet[13]);
+  const bool is_marked = (packet[1] & 0x80) != 0;
+  const bool is_right = frames.size() == count * FRAME_BYTES[toc >> 2 & 31] && toc % 4 == 0 &&
+                        e->input.starts_with(frames);
+  e->input.erase(0, frames.size());
+  note("packet " + std::to_string(GST_READ_UINT16_BE(&packet[2])) + " at " +
+       std::to_string(GST_READ_UINT32_BE(&packet[4])) + (is_marked ? " marked" : "") + ": " +
+       std::to_string(count) + (is_right ? " of " : " wrong of ") +
+       std::to_string(FRAME_BYTES[toc >> 2 & 31]) + time_of(buffer));
+}
+
+void note_payload(Element* e, GstBuffer* buffer) {
+  note((contents(buffer) == e->input ? "same" : "wrong") + time_of(buffer) +
+       (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT) ? " discont" : "") +
+       (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_RESYNC) ? " resync" : ""));
+}
+
+// The output caps in the description of a session, and as they are read from there.
+void note_sdp(Element* e) {
+  g_autoptr(GstCaps) caps = gst_pad_get_current_caps(e->h->sinkpad);
+  GstSDPMedia* media = nullptr;
+  gst_sdp_media_new(&media);
+  gst_sdp_media_set_proto(media, "RTP/AVP");
+  gst_sdp_media_set_media_from_caps(caps, media);
+  g_autofree gchar* text = gst_sdp_media_as_text(media);
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line, '\r'); lines.ignore()) note(line);
+  g_autoptr(GstCaps) read = gst_sdp_media_get_caps_from_media(media, 96);
+  g_autofree gchar* read_text = gst_caps_to_string(read);
+  note(read_text);
+  gst_sdp_media_free(media);
+}
+
 void note_message(GstMessage* message) {
   g_autoptr(GError) error = nullptr;
   gst_structure_get(gst_message_get_structure(message), "gerror", G_TYPE_ERROR, &error, nullptr);
@@ -213,14 +277,30 @@ class Case : public testing::Test {
   std::string text_;
 };
 
+struct Kind {
+  const char *factory, *caps;
+  GstFlowReturn (*push)(Element*, std::istream&, GstClockTime);
+  void (*note)(Element*, GstBuffer*);
+};
+const std::map<std::string, Kind> KINDS = {
+    {"Encoder", {"zelg719enc", RAW_CAPS, push_audio, note_buffer}},
+    {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
+    {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
+    {"Depayloader", {"rtpg719depay", RTP_CAPS, push_packet, note_payload}},
+};
+
 }  // namespace
 
-Element::Element(const std::string& suite) : is_encoder(suite == "Encoder"), bus(gst_bus_new()) {
+Element::Element(const std::string& name)
+    : suite(name), is_encoder(suite == "Encoder"), bus(gst_bus_new()), caps(KINDS.at(suite).caps) {
   // In brackets: macros of these names are no clean C++.
   (gst_debug_remove_log_function)(gst_debug_log_default);
   (gst_debug_add_log_function)(note_log, nullptr, nullptr);
   gst_debug_set_threshold_for_name("g719*", GST_LEVEL_INFO);
-  GstElement* element = gst_element_factory_make(is_encoder ? "zelg719enc" : "zelg719dec", nullptr);
+  GstElement* element = gst_element_factory_make(KINDS.at(suite).factory, nullptr);
+  if (suite == "Payloader") {
+    g_object_set(element, "ssrc", 1, "seqnum-offset", 0, "timestamp-offset", 0, nullptr);
+  }
   gst_element_set_bus(element, bus);
   h = gst_harness_new_with_element(element, "sink", "src");
   gst_object_unref(element);
@@ -244,13 +324,23 @@ std::string Element::step(const std::string& text) {
   words >> verb;
   GstFlowReturn flow = GST_FLOW_OK;
   const std::map<std::string, std::function<void()>> VERBS = {
-      {"push", [&] { flow = (is_encoder ? push_audio : push_payload)(this, words, time); }},
+      {"push", [&] { flow = KINDS.at(suite).push(this, words, time); }},
       {"set", [&] { gst_util_set_object_arg(G_OBJECT(h->element), "bitrate", &text[4]); }},
+      {"property",
+       [&] {
+         std::string value;
+         words >> word >> value;
+         gst_util_set_object_arg(G_OBJECT(h->element), word.c_str(), value.c_str());
+       }},
       {"caps", [&] { words >> word, send_start(this, word); }},
       {"bytes", [&] { format = GST_FORMAT_BYTES; }},
       {"downstream", [&] { words >> word, gst_harness_set_sink_caps_str(h, word.c_str()); }},
       {"facts", [&] { note_facts(this); }},
+      {"sdp", [&] { note_sdp(this); }},
       {"flush", [&] { flush(this); }},
+      {"segment", [&] { send_segment(this); }},
+      {"gap", [&] { gst_harness_push_event(h, gst_event_new_gap(time, GST_CLOCK_TIME_NONE)); }},
+      {"lose", [&] { packets++; }},
       {"eos", [&] { gst_harness_push_event(h, gst_event_new_eos()); }},
       {"restart", [&] { restart(this); }},
       {"misalign", [&] { misalign(this); }},
@@ -263,7 +353,7 @@ std::string Element::step(const std::string& text) {
   broken.clear();
   const auto types = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_WARNING);
   while (g_autoptr(GstMessage) message = gst_bus_pop_filtered(bus, types)) note_message(message);
-  while (g_autoptr(GstBuffer) buffer = gst_harness_try_pull(h)) note_buffer(this, buffer);
+  while (g_autoptr(GstBuffer) buffer = gst_harness_try_pull(h)) KINDS.at(suite).note(this, buffer);
   if (flow != GST_FLOW_OK) note(std::string("flow ") + gst_flow_get_name(flow));
   return outcome;
 }

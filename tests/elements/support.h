@@ -31,13 +31,18 @@ struct Codec {
 //
 //   push N [by M]               encoder: N samples of recorded music, in buffers of M
 //   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames
+//                               payloader: the same, with " discont" behind it flagged so
+//                               depayloader: the same in a packet, with " marked" behind it so
+//   lose                        depayloader: the next packet is lost
 //   set BITRATE                 writes the property
+//   property NAME VALUE         writes another one
 //   caps [CAPS]                 stream start, caps, segment; by themselves before the first push
 //   caps none                   the same without caps
 //   bytes                       from now on segments count bytes, as those of filesrc do
 //   downstream CAPS             what the element's peer takes from now on
 //   facts                       asks for output caps, latency, samples a frame
-//   flush, eos                  events
+//   sdp                         writes the output caps as SDP and reads them from there
+//   flush, eos, segment, gap @T events
 //   restart                     to READY, PAUSED, NULL and back to PLAYING, then as `caps`
 //   misalign                    asks for output at odd addresses, where all input stands
 //   log                         the whole log counts from now on, not only INFO and worse
@@ -48,19 +53,25 @@ struct Codec {
 // ok. "2 on 64000 @20" is a buffer of two frames at 64000 bit/s and 20 ms, byte for byte what the
 // codec gives that goes on from the frames before; "new" what it gives from cleared memory, "wrong"
 // neither.
+//
+// "packet 3 at 960: 2 of 160 @20" is an RTP packet: number, RTP timestamp, two frames of 160 bytes,
+// those that are due; "same @20" a payload as it came.
 struct Element {
-  explicit Element(const std::string& suite);  // "Encoder" or "Decoder"
+  explicit Element(const std::string& suite);  // "Encoder", "Decoder", "Payloader", "Depayloader"
   ~Element();
   std::string step(const std::string& text);
 
+  std::string suite;
   bool is_encoder, is_started = false;
   GstHarness* h;
   GstBus* bus;
+  std::string caps;  // of the input
   GstFormat format = GST_FORMAT_TIME;
-  gsize position = 0;  // in the recorded music
-  gint bitrate = 0;    // of the last payload pushed
-  std::string input;   // audio or frames pushed that nothing has come out for
-  Codec codec = {};    // as the element's should stand
+  gsize position = 0;   // in the recorded music
+  guint16 packets = 0;  // pushed or lost
+  gint bitrate = 0;     // of the last payload pushed
+  std::string input;    // audio or frames pushed that nothing has come out for
+  Codec codec = {};     // as the element's should stand
 };
 
 std::string contents(GstBuffer* buffer);

@@ -49,7 +49,7 @@ static GstStateChangeReturn rtp_g719_pay_change_state(GstElement* element, GstSt
 static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps* caps);
 static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuffer* buffer);
 static gboolean rtp_g719_pay_sink_event(GstRTPBasePayload* base, GstEvent* event);
-static gboolean rtp_g719_pay_query(GstRTPBasePayload* base, GstPad* pad, GstQuery* query);
+static gboolean rtp_g719_pay_src_query(GstPad* pad, GstObject* parent, GstQuery* query);
 
 static void rtp_g719_pay_class_init(RtpG719PayClass* klass) {
   auto* element_class = GST_ELEMENT_CLASS(klass);
@@ -66,7 +66,6 @@ static void rtp_g719_pay_class_init(RtpG719PayClass* klass) {
   payload_class->set_caps = GST_DEBUG_FUNCPTR(rtp_g719_pay_set_caps);
   payload_class->handle_buffer = GST_DEBUG_FUNCPTR(rtp_g719_pay_handle_buffer);
   payload_class->sink_event = GST_DEBUG_FUNCPTR(rtp_g719_pay_sink_event);
-  payload_class->query = GST_DEBUG_FUNCPTR(rtp_g719_pay_query);
 
   GST_DEBUG_CATEGORY_INIT(rtp_g719_pay_debug, "g719pay", 0, "g719pay");
 }
@@ -80,6 +79,8 @@ static void rtp_g719_pay_reset(RtpG719Pay* self) {
 
 static void rtp_g719_pay_init(RtpG719Pay* self) {
   self->pending = gst_adapter_new();
+  // The base class leaves queries from downstream to the pad.
+  gst_pad_set_query_function(GST_RTP_BASE_PAYLOAD_SRCPAD(self), rtp_g719_pay_src_query);
   rtp_g719_pay_reset(self);
 }
 
@@ -242,6 +243,20 @@ static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuff
   return rtp_g719_pay_send(self, packet, packet.least);
 }
 
+// A segment that counts bytes, as those of filesrc do, becomes one that counts time. Payloads
+// without timestamps follow one another from its start on.
+static GstEvent* rtp_g719_pay_begin_segment(RtpG719Pay* self, GstEvent* event) {
+  GstSegment segment;
+  gst_event_copy_segment(event, &segment);
+  if (segment.format != GST_FORMAT_TIME) {
+    gst_event_unref(event);
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    event = gst_event_new_segment(&segment);
+  }
+  self->pts = segment.start;
+  return event;
+}
+
 static gboolean rtp_g719_pay_sink_event(GstRTPBasePayload* base, GstEvent* event) {
   auto* self = RTP_G719_PAY(base);
   switch (GST_EVENT_TYPE(event)) {
@@ -251,9 +266,13 @@ static gboolean rtp_g719_pay_sink_event(GstRTPBasePayload* base, GstEvent* event
       rtp_g719_pay_send_all(self);
       break;
     case GST_EVENT_STREAM_START:
+      rtp_g719_pay_send_all(self);
+      rtp_g719_pay_reset(self);
+      break;
     case GST_EVENT_SEGMENT:
       rtp_g719_pay_send_all(self);
       rtp_g719_pay_reset(self);
+      event = rtp_g719_pay_begin_segment(self, event);
       break;
     case GST_EVENT_FLUSH_STOP:
       rtp_g719_pay_reset(self);
@@ -265,12 +284,10 @@ static gboolean rtp_g719_pay_sink_event(GstRTPBasePayload* base, GstEvent* event
 }
 
 // The first frame of a packet waits for the last one.
-static gboolean rtp_g719_pay_query(GstRTPBasePayload* base, GstPad* pad, GstQuery* query) {
-  if (!GST_RTP_BASE_PAYLOAD_CLASS(rtp_g719_pay_parent_class)->query(base, pad, query)) {
-    return FALSE;
-  }
-  if (GST_QUERY_TYPE(query) == GST_QUERY_LATENCY) {
-    const guint64 least = rtp_g719_pay_packet_frames(RTP_G719_PAY(base)).least;
+static gboolean rtp_g719_pay_src_query(GstPad* pad, GstObject* parent, GstQuery* query) {
+  const gboolean is_answered = gst_pad_query_default(pad, parent, query);
+  if (is_answered && GST_QUERY_TYPE(query) == GST_QUERY_LATENCY) {
+    const guint64 least = rtp_g719_pay_packet_frames(RTP_G719_PAY(parent)).least;
     gboolean is_live = FALSE;
     GstClockTime min = 0, max = 0;
     gst_query_parse_latency(query, &is_live, &min, &max);
@@ -278,5 +295,5 @@ static gboolean rtp_g719_pay_query(GstRTPBasePayload* base, GstPad* pad, GstQuer
     if (GST_CLOCK_TIME_IS_VALID(max)) max += (least - 1) * FRAME_TIME;
     gst_query_set_latency(query, is_live, min, max);
   }
-  return TRUE;
+  return is_answered;
 }
