@@ -1,7 +1,6 @@
 #include "support.h"
 
 #include <gst/audio/gstaudioencoder.h>
-#include <gst/rtp/gstrtpbuffer.h>
 #include <gst/sdp/gstsdpmessage.h>
 
 #include <algorithm>
@@ -87,37 +86,28 @@ GstFlowReturn push_audio(Element* e, std::istream& words, GstClockTime time) {
   return flow;
 }
 
-std::string next_payload(Element* e, std::istream& words) {
+GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
   guint toc = 0, count = 0;
   gsize size = 0;
-  std::string payload;
+  std::string payload, flag;
   if (words >> std::hex >> toc) payload += static_cast<char>(toc);
   if (words >> std::dec >> count >> size) payload += static_cast<char>(count);
-  const gsize frame_bytes = FRAME_BYTES[toc >> 2 & 31];
-  e->bitrate = static_cast<gint>(frame_bytes) * 400;
-  payload += next_music(e, size);
-  // Of earlier payloads the decoder leaves nothing, while the payloader may have kept their frames.
-  if (e->suite != "Payloader") e->input.clear();
+  words >> flag;
+  const guint frame_bytes = FRAME_BYTES[toc >> 2 & 31];
   const gsize whole = frame_bytes == 0 ? 0 : std::min<gsize>(count, size / frame_bytes);
-  if (whole > 0) e->input += payload.substr(2, whole * frame_bytes);
-  return payload;
-}
-
-GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
-  const std::string payload = next_payload(e, words);
-  std::string flag;
-  words >> flag;
+  e->bitrate = static_cast<gint>(frame_bytes) * 400;
+  // Of earlier payloads the payloader alone may have kept frames.
+  if (e->suite != "Payloader") e->input.clear();
+  e->input += (payload += next_music(e, size))
+                  .substr(std::min<gsize>(payload.size(), 2), whole * frame_bytes);
+  if (e->suite == "Depayloader") {
+    e->input = payload;
+    payload.insert(0, 12, '\0');
+    payload[0] = static_cast<char>(0x80);
+    payload[1] = static_cast<char>(flag == "marked" ? 0xe0 : 0x60);
+    payload[3] = e->packets++;
+  }
   return push(e, payload, time, flag == "discont" ? GST_BUFFER_FLAG_DISCONT : 0);
-}
-
-GstFlowReturn push_packet(Element* e, std::istream& words, GstClockTime time) {
-  std::string packet(12, '\0'), flag;
-  e->input = next_payload(e, words);
-  words >> flag;
-  packet[0] = static_cast<char>(0x80);
-  packet[1] = static_cast<char>(flag == "marked" ? 0xe0 : 0x60);
-  GST_WRITE_UINT16_BE(&packet[2], e->packets++);
-  return push(e, packet + e->input, time);
 }
 
 void flush(Element* e) {
@@ -246,8 +236,7 @@ void note_sdp(Element* e) {
   gst_sdp_media_set_proto(media, "RTP/AVP");
   gst_sdp_media_set_media_from_caps(caps, media);
   g_autofree gchar* text = gst_sdp_media_as_text(media);
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line, '\r'); lines.ignore()) note(line);
+  note(g_strchomp(g_strdelimit(text, "\r\n", ' ')));
   g_autoptr(GstCaps) read = gst_sdp_media_get_caps_from_media(media, 96);
   g_autofree gchar* read_text = gst_caps_to_string(read);
   note(read_text);
@@ -286,7 +275,7 @@ const std::map<std::string, Kind> KINDS = {
     {"Encoder", {"zelg719enc", RAW_CAPS, push_audio, note_buffer}},
     {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
     {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
-    {"Depayloader", {"rtpg719depay", RTP_CAPS, push_packet, note_payload}},
+    {"Depayloader", {"rtpg719depay", RTP_CAPS, push_payload, note_payload}},
 };
 
 }  // namespace
@@ -328,9 +317,8 @@ std::string Element::step(const std::string& text) {
       {"set", [&] { gst_util_set_object_arg(G_OBJECT(h->element), "bitrate", &text[4]); }},
       {"property",
        [&] {
-         std::string value;
-         words >> word >> value;
-         gst_util_set_object_arg(G_OBJECT(h->element), word.c_str(), value.c_str());
+         words >> word;
+         gst_util_set_object_arg(G_OBJECT(h->element), word.c_str(), &text[10 + word.size()]);
        }},
       {"caps", [&] { words >> word, send_start(this, word); }},
       {"bytes", [&] { format = GST_FORMAT_BYTES; }},

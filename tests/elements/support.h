@@ -67,11 +67,11 @@ struct Element {
   GstBus* bus;
   std::string caps;  // of the input
   GstFormat format = GST_FORMAT_TIME;
-  gsize position = 0;   // in the recorded music
-  guint16 packets = 0;  // pushed or lost
-  gint bitrate = 0;     // of the last payload pushed
-  std::string input;    // audio or frames pushed that nothing has come out for
-  Codec codec = {};     // as the element's should stand
+  gsize position = 0;  // in the recorded music
+  char packets = 0;    // pushed or lost
+  gint bitrate = 0;    // of the last payload pushed
+  std::string input;   // audio or frames pushed that nothing has come out for
+  Codec codec = {};    // as the element's should stand
 };
 
 std::string contents(GstBuffer* buffer);

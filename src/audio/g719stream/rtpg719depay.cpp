@@ -25,9 +25,9 @@ struct _RtpG719Depay {
 GST_DEBUG_CATEGORY_STATIC(rtp_g719_depay_debug);
 #define GST_CAT_DEFAULT rtp_g719_depay_debug
 
-static GstStaticPadTemplate src_template =
-    GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS,
-                            GST_STATIC_CAPS("audio/G719, rate = (int) 48000, channels = (int) 1"));
+static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
+    "src", GST_PAD_SRC, GST_PAD_ALWAYS,
+    GST_STATIC_CAPS("audio/G719, rate = (int) 48000, channels = (int) 1, framed = (boolean) true"));
 static GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
     "sink", GST_PAD_SINK, GST_PAD_ALWAYS,
     GST_STATIC_CAPS("application/x-rtp, media = (string) audio, clock-rate = (int) 48000, "

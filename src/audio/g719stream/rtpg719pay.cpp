@@ -154,8 +154,8 @@ static GstFlowReturn rtp_g719_pay_send_packet(RtpG719Pay* self, guint64 frames) 
       packet, gst_adapter_take_buffer_fast(self->pending, frames * self->frame_bytes));
   GST_BUFFER_PTS(packet) = self->pts;
   GST_BUFFER_DURATION(packet) = frames * FRAME_TIME;
-  // The base class makes RTP timestamps of it. Those that it makes of the PTS, which is rounded to
-  // ns, are sometimes one sample short.
+  // The base class makes RTP timestamps of it. They count samples, whatever the timestamps of a
+  // live source do between two frames.
   GST_BUFFER_OFFSET(packet) = self->sample;
   if (self->is_at_start) GST_BUFFER_FLAG_SET(packet, GST_BUFFER_FLAG_DISCONT);
 
