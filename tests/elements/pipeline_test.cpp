@@ -1,4 +1,5 @@
 // Both elements in pipelines with threads of their own. A harness stands in for the sink.
+#include <algorithm>
 #include <filesystem>
 #include <set>
 #include <sstream>
@@ -98,6 +99,67 @@ TEST(Pipeline, SixtyFourAtOnce) {
   EXPECT_EQ(std::set(alone.begin(), alone.end()).size(), 64U);
   for (const auto& line : lines) together.push_back(play(line));
   for (int i = 0; i < 64; i++) EXPECT_TRUE(finish(together[i]).bytes == alone[i]) << i;
+}
+
+struct Packet {
+  GstClockTime sent, arrival;
+  std::string bytes;
+};
+
+// What a sender that is started at `start` gets through: of twenty packets one is lost, and of ten
+// one comes behind the next.
+void send(GstClockTime start, const std::string& bases, std::vector<Packet>* packets) {
+  constexpr gsize SIZE = 12 + 162;
+  const std::string bytes =
+      finish(play("audiotestsrc num-buffers=188 ! audio/x-raw,rate=48000,channels=1 ! zelg719enc ! "
+                  "rtpg719pay " +
+                  bases))
+          .bytes;
+  for (guint i = 0; i < bytes.size() / SIZE; i++) {
+    const GstClockTime sent = start + i * 20 * GST_MSECOND;
+    const GstClockTime arrival = sent + (i % 10 == 6 ? 21 * GST_MSECOND : 0);
+    if (i % 20 != 12) packets->push_back({sent, arrival, bytes.substr(i * SIZE, SIZE)});
+  }
+}
+
+// Goes on to `now`, and lets happen all that waits for a time until then.
+void advance(GstHarness* h, GstClockTime now) {
+  g_autoptr(GstTestClock) clock = gst_harness_get_testclock(h);
+  while (gst_test_clock_get_next_entry_time(clock) <= now) gst_harness_crank_single_clock_wait(h);
+  gst_harness_set_time(h, std::max(now, gst_clock_get_time(GST_CLOCK(clock))));
+}
+
+// Under a clock of the test's own. A payload that gets through is out when it is 120 ms old, with
+// its own timestamp.
+TEST(Pipeline, LossReorderingAndRestartOfTheSender) {
+  std::vector<Packet> packets;
+  send(0, "ssrc=1 seqnum-offset=65500 timestamp-offset=4294900000", &packets);
+  send(5 * GST_SECOND, "ssrc=2 seqnum-offset=20000 timestamp-offset=1000000", &packets);
+  std::vector<GstClockTime> sent;
+  for (const auto& packet : packets) sent.push_back(packet.sent);
+  std::ranges::sort(packets, {}, &Packet::arrival);
+
+  GstHarness* h = gst_harness_new_parse("rtpjitterbuffer latency=100 ! rtpg719depay ! zelg719dec");
+  gst_harness_use_testclock(h);
+  gst_harness_set_src_caps_str(
+      h, "application/x-rtp,media=audio,clock-rate=48000,encoding-name=G719,payload=96");
+  gst_harness_play(h);
+  int patience = 50000;
+  for (const auto& [_, arrival, bytes] : packets) {
+    for (; patience > 0; patience--) {
+      advance(h, arrival);
+      const gsize out = gst_harness_buffers_received(h);
+      if (out == sent.size() || sent[out] + 120 * GST_MSECOND > arrival) break;
+      g_usleep(100);
+    }
+    GstBuffer* packet = gst_buffer_new_memdup(bytes.data(), bytes.size());
+    GST_BUFFER_PTS(packet) = GST_BUFFER_DTS(packet) = arrival;
+    gst_harness_push(h, packet);
+  }
+  gst_harness_push_event(h, gst_event_new_eos());
+  for (; !GST_PAD_IS_EOS(h->sinkpad); g_usleep(100)) advance(h, 100 * GST_SECOND);
+  EXPECT_GT(patience, 0);
+  EXPECT_EQ(finish(h).times, sent);
 }
 
 }  // namespace

@@ -214,7 +214,7 @@ void note_packet(Element* e, GstBuffer* buffer) {
   const guint toc = static_cast<guint8>(packet[12]), count = static_cast<guint8>(packet[13]);
   const bool is_marked = (packet[1] & 0x80) != 0;
   const bool is_right = frames.size() == count * FRAME_BYTES[toc >> 2 & 31] && toc % 4 == 0 &&
-                        e->input.starts_with(frames);
+                        e->input.starts_with(frames) && is_marked == GST_BUFFER_IS_DISCONT(buffer);
   e->input.erase(0, frames.size());
   note("packet " + std::to_string(GST_READ_UINT16_BE(&packet[2])) + " at " +
        std::to_string(GST_READ_UINT32_BE(&packet[4])) + (is_marked ? " marked" : "") + ": " +

@@ -175,7 +175,6 @@ static GstFlowReturn rtp_g719_pay_send(RtpG719Pay* self, const PacketFrames& pac
     if (frames > packet.multiple) frames -= frames % packet.multiple;
     flow = rtp_g719_pay_send_packet(self, frames);
   }
-  if (flow != GST_FLOW_OK) gst_adapter_clear(self->pending);
   return flow;
 }
 
