@@ -165,21 +165,19 @@ static GstFlowReturn rtp_g719_pay_send_packet(RtpG719Pay* self, guint64 frames) 
   return gst_rtp_base_payload_push(base, packet);
 }
 
-// Sends what is pending, as long as it is `least` frames.
-static GstFlowReturn rtp_g719_pay_send(RtpG719Pay* self, const PacketFrames& packet,
-                                       guint64 least) {
+// Sends what is pending. Where not `all` of it has to go, too few frames for a packet stay.
+static GstFlowReturn rtp_g719_pay_send(RtpG719Pay* self, bool all) {
+  const PacketFrames packet = rtp_g719_pay_packet_frames(self);
+  const guint64 least = all ? 1 : packet.least;
   GstFlowReturn flow = GST_FLOW_OK;
-  for (guint64 pending = rtp_g719_pay_pending_frames(self); flow == GST_FLOW_OK && pending >= least;
-       pending = rtp_g719_pay_pending_frames(self)) {
+  while (flow == GST_FLOW_OK) {
+    const guint64 pending = rtp_g719_pay_pending_frames(self);
+    if (pending < least) break;
     guint64 frames = std::min(pending, packet.most);
     if (frames > packet.multiple) frames -= frames % packet.multiple;
     flow = rtp_g719_pay_send_packet(self, frames);
   }
   return flow;
-}
-
-static GstFlowReturn rtp_g719_pay_send_all(RtpG719Pay* self) {
-  return rtp_g719_pay_send(self, rtp_g719_pay_packet_frames(self), 1);
 }
 
 // Samples from `from` to `to`, modulo 2^64 where `to` is the earlier one.
@@ -200,7 +198,7 @@ static GstFlowReturn rtp_g719_pay_follow(RtpG719Pay* self, GstBuffer* buffer, gu
   const bool is_after_gap = is_off || GST_BUFFER_IS_DISCONT(buffer);
 
   GstFlowReturn flow = GST_FLOW_OK;
-  if (is_after_gap || toc != self->toc) flow = rtp_g719_pay_send_all(self);
+  if (is_after_gap || toc != self->toc) flow = rtp_g719_pay_send(self, true);
   if (is_off) self->sample += rtp_g719_pay_samples_between(self->pts, pts);
   if (is_after_gap) self->is_at_start = TRUE;
   if (GST_CLOCK_TIME_IS_VALID(pts) && rtp_g719_pay_pending_frames(self) == 0) self->pts = pts;
@@ -238,8 +236,7 @@ static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuff
   gst_buffer_resize(buffer, g719::PAYLOAD_HEADER_BYTES,
                     static_cast<gssize>(layout.frames_complete * layout.frame_bytes));
   gst_adapter_push(self->pending, buffer);
-  const PacketFrames packet = rtp_g719_pay_packet_frames(self);
-  return rtp_g719_pay_send(self, packet, packet.least);
+  return rtp_g719_pay_send(self, false);
 }
 
 // A segment that counts bytes, as those of filesrc do, becomes one that counts time. Payloads
@@ -262,14 +259,14 @@ static gboolean rtp_g719_pay_sink_event(GstRTPBasePayload* base, GstEvent* event
     case GST_EVENT_CAPS:
     case GST_EVENT_EOS:
     case GST_EVENT_GAP:
-      rtp_g719_pay_send_all(self);
+      rtp_g719_pay_send(self, true);
       break;
     case GST_EVENT_STREAM_START:
-      rtp_g719_pay_send_all(self);
+      rtp_g719_pay_send(self, true);
       rtp_g719_pay_reset(self);
       break;
     case GST_EVENT_SEGMENT:
-      rtp_g719_pay_send_all(self);
+      rtp_g719_pay_send(self, true);
       rtp_g719_pay_reset(self);
       event = rtp_g719_pay_begin_segment(self, event);
       break;
