@@ -57,16 +57,12 @@ static void rtp_g719_depay_class_init(RtpG719DepayClass* klass) {
 
 static void rtp_g719_depay_init(RtpG719Depay*) {}
 
-// Whether the sender announces one channel. The number is the last part of SDP's rtpmap, or a
-// parameter, and may be missing.
-static bool rtp_g719_depay_is_mono(const GstStructure* announced) {
-  for (const char* name : {"encoding-params", "channels"}) {
-    const GValue* value = gst_structure_get_value(announced, name);
-    if (value == nullptr) continue;
-    g_autofree gchar* channels = gst_value_serialize(value);
-    if (g_strcmp0(channels, "1") != 0) return false;
-  }
-  return true;
+// Whether a field that announces the number of channels, and may be missing, leaves it at one.
+static bool rtp_g719_depay_is_mono(const GstStructure* announced, const gchar* field) {
+  const GValue* value = gst_structure_get_value(announced, field);
+  if (value == nullptr) return true;
+  g_autofree gchar* channels = gst_value_serialize(value);
+  return g_strcmp0(channels, "1") == 0;
 }
 
 static gboolean rtp_g719_depay_set_caps(GstRTPBaseDepayload* base, GstCaps* caps) {
@@ -75,7 +71,9 @@ static gboolean rtp_g719_depay_set_caps(GstRTPBaseDepayload* base, GstCaps* caps
     GST_ELEMENT_ERROR(base, STREAM, FORMAT, ("Interleaved G.719 is not supported."), (nullptr));
     return FALSE;
   }
-  if (!rtp_g719_depay_is_mono(announced)) {
+  // The last part of SDP's rtpmap, or a parameter.
+  if (!rtp_g719_depay_is_mono(announced, "encoding-params") ||
+      !rtp_g719_depay_is_mono(announced, "channels")) {
     GST_ELEMENT_ERROR(base, STREAM, FORMAT, ("Only G.719 with one channel is supported."),
                       (nullptr));
     return FALSE;

@@ -24,7 +24,7 @@ struct _RtpG719Pay {
   GstRTPBasePayload parent;
   GstAdapter* pending;   // frames that have not been sent
   guint8 toc;            // of each of them; 0 before the first
-  guint frame_bytes;     // of each of them
+  gint frame_bytes;      // of each of them; read by queries from other threads
   GstClockTime pts;      // of the first of them; without any, of the frame that is due
   guint64 sample;        // number of its first sample
   gboolean is_at_start;  // no packet was sent yet, or none since a gap
@@ -99,8 +99,8 @@ static GstStateChangeReturn rtp_g719_pay_change_state(GstElement* element, GstSt
 static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps*) {
   gst_rtp_base_payload_set_options(base, "audio", TRUE, "G719", G719_SAMPLE_RATE);
   const gboolean is_set = gst_rtp_base_payload_set_outcaps(base, nullptr);
-  // Downstream may have asked for a ptime.
-  gst_element_post_message(GST_ELEMENT(base), gst_message_new_latency(GST_OBJECT(base)));
+  if (base->ptime > 0)
+    gst_element_post_message(GST_ELEMENT(base), gst_message_new_latency(GST_OBJECT(base)));
   return is_set;
 }
 
@@ -116,10 +116,10 @@ static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
   if (base->max_ptime >= 0) {
     frames.most = std::min<guint64>(frames.most, base->max_ptime / FRAME_TIME);
   }
-  if (self->frame_bytes > 0) {
+  const gsize frame_bytes = g_atomic_int_get(&self->frame_bytes);
+  if (frame_bytes > 0) {
     const gsize room = gst_rtp_buffer_calc_payload_len(base->mtu, 0, 0);
-    frames.most =
-        std::min<guint64>(frames.most, (room - g719::PAYLOAD_HEADER_BYTES) / self->frame_bytes);
+    frames.most = std::min<guint64>(frames.most, (room - g719::PAYLOAD_HEADER_BYTES) / frame_bytes);
   }
   frames.most = std::max<guint64>(frames.most, 1);
   frames.multiple = std::clamp<guint64>(base->ptime_multiple / FRAME_TIME, 1, frames.most);
@@ -231,10 +231,10 @@ static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuff
   }
 
   self->toc = toc;
-  self->frame_bytes = layout.frame_bytes;
+  g_atomic_int_set(&self->frame_bytes, static_cast<gint>(layout.frame_bytes));
   buffer = gst_buffer_make_writable(buffer);
   gst_buffer_resize(buffer, g719::PAYLOAD_HEADER_BYTES,
-                    static_cast<gssize>(layout.frames_complete * layout.frame_bytes));
+                    static_cast<gssize>(layout.frames_complete) * layout.frame_bytes);
   gst_adapter_push(self->pending, buffer);
   return rtp_g719_pay_send(self, false);
 }
@@ -285,7 +285,8 @@ static gboolean rtp_g719_pay_src_query(GstPad* pad, GstObject* parent, GstQuery*
   if (is_answered && GST_QUERY_TYPE(query) == GST_QUERY_LATENCY) {
     const guint64 least = rtp_g719_pay_packet_frames(RTP_G719_PAY(parent)).least;
     gboolean is_live = FALSE;
-    GstClockTime min = 0, max = 0;
+    GstClockTime min = 0;
+    GstClockTime max = 0;
     gst_query_parse_latency(query, &is_live, &min, &max);
     min += (least - 1) * FRAME_TIME;
     if (GST_CLOCK_TIME_IS_VALID(max)) max += (least - 1) * FRAME_TIME;
