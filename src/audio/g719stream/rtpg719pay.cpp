@@ -18,6 +18,8 @@
 #include <gst/base/gstadapter.h>
 #include <gst/rtp/gstrtpbuffer.h>
 
+#include <algorithm>
+
 #include "payload.h"
 
 struct _RtpG719Pay {
