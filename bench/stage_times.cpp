@@ -113,7 +113,8 @@ constexpr Stage STAGES[] = {
 constexpr Stage PARTS[] = {
     {"synthesize_frame",
      [](const Frame& in, Frame* out) {
-       synthesize_frame(in.aliased, out->decoded, out->decoder.synthesis_memory);
+       synthesize_frame(in.aliased, in.decoder.previous_spectrum_shift, out->decoded,
+                        out->decoder.synthesis_memory);
      }},
     {"forward_transform, long",
      [](const Frame& in, Frame* out) { forward_transform(in.scaled, out->work, false); }},

@@ -208,7 +208,7 @@ void synthesis(Round& r) {
   const Word32 limit = r.one_in(2) ? MAX_32 : (1 << 24) - 1;  // the edge of what 16 bits hold
   const Longs aliased = draw<Word32>(r, 2 * FRAME_SAMPLES, -limit - 1, limit);
   Out memory(r, draw<Word32>(r, FRAME_SAMPLES));
-  synthesize_frame(aliased.data(), Out(r, Words(FRAME_SAMPLES)), memory);
+  synthesize_frame(aliased.data(), 0, Out(r, Words(FRAME_SAMPLES)), memory);
 }
 
 // 2^22 and 2^24 are what 960 and 240 points carry without saturation.

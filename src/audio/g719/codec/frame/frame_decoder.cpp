@@ -42,8 +42,7 @@ void decode_frame(const std::uint8_t* bytes, bool erased, Word16* samples,
 
   Word32 aliased[2 * FRAME_SAMPLES];
   inverse_transform(state->previous_spectrum, aliased, state->previous_transient_flag != 0);
-  shift_right(aliased, 2 * FRAME_SAMPLES, state->previous_spectrum_shift);
-  synthesize_frame(aliased, samples, state->synthesis_memory);
+  synthesize_frame(aliased, state->previous_spectrum_shift, samples, state->synthesis_memory);
 
   // Concealment: a lost frame repeats the last spectrum; the next lost one gets half of it.
   if (erased) shift_right(state->previous_spectrum, FRAME_SAMPLES, 1);

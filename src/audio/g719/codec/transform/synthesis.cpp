@@ -16,16 +16,27 @@ Word16 to_sample(Word32 a, Word32 b) {
   return saturate(((half > HALF_FULL_SCALE ? HALF_FULL_SCALE : half) + 128) >> 8);
 }
 
-}  // namespace
-
-void synthesize_frame(const Word32* __restrict aliased, Word16* __restrict samples,
-                      Word32* __restrict synthesis_memory) {
+template <typename Scale>
+void overlap_add(const Word32* __restrict aliased, Scale scaled, Word16* __restrict samples,
+                 Word32* __restrict memory) {
   const Word16* window = SYNTHESIS_LONG_WINDOW.data();
   for (int n = 0; n < FRAME_SAMPLES; ++n) {
-    samples[n] = to_sample(scale_q15(aliased[n], window[n]), synthesis_memory[n]);
+    samples[n] = to_sample(scale_q15(scaled(aliased[n]), window[n]), memory[n]);
   }
-  for (int n = 0; n < FRAME_SAMPLES; ++n) {
-    synthesis_memory[n] = scale_q15(aliased[FRAME_SAMPLES + n], window[FRAME_SAMPLES + n]);
+  aliased += FRAME_SAMPLES;
+  window += FRAME_SAMPLES;
+  for (int n = 0; n < FRAME_SAMPLES; ++n) memory[n] = scale_q15(scaled(aliased[n]), window[n]);
+}
+
+}  // namespace
+
+void synthesize_frame(const Word32* aliased, int shift, Word16* samples, Word32* synthesis_memory) {
+  if (shift < 0) {
+    const auto up = [=](Word32 value) { return L_shl(value, static_cast<Word16>(-shift)); };
+    overlap_add(aliased, up, samples, synthesis_memory);
+  } else {
+    overlap_add(
+        aliased, [=](Word32 value) { return value >> shift; }, samples, synthesis_memory);
   }
 }
 
