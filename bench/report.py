@@ -115,11 +115,16 @@ def element_table(elements):
 
 
 def bounds_table(counts, times, elements, scale):
-    """What the codec holds itself to."""
-    instructions = {("baseline", "encode"): 170000, ("baseline", "decode"): 145000,
-                    ("avx2", "encode"): 90000, ("avx2", "decode"): 62000}
-    speeds = [(OPUS_0, "encode", 2.5), (LC3, "encode", 4), (OPUS_0, "decode", 4),
-              (LC3, "decode", 4), (AAC, "decode", 1)]
+    """What the codec holds itself to, in the mean of both materials."""
+    instructions = {("baseline", "encode"): 141000, ("baseline", "decode"): 114000,
+                    ("v2", "encode"): 100000, ("v2", "decode"): 73000,
+                    ("avx2", "encode"): 71000, ("avx2", "decode"): 44500}
+    if BEST.level == "v4":
+        speeds = [(OPUS_0, "encode", 3.8), (LC3, "encode", 5.8), (OPUS_0, "decode", 5.5),
+                  (LC3, "decode", 7), (AAC, "decode", 1.12)]
+    else:
+        speeds = [(OPUS_0, "encode", 3.6), (LC3, "encode", 5.5), (OPUS_0, "decode", 4.5),
+                  (LC3, "decode", 6), (AAC, "decode", 1.05)]
     most = [
         (f"instructions to {direction}, {coder.title}", counts[coder][direction][WHOLE_FRAME],
          instructions[coder.level, direction])

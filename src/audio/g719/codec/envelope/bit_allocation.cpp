@@ -35,11 +35,12 @@ constexpr std::array<int, 10> RECIPROCAL_SIZE = {0, 32768, 16384, 10923, 8192, 6
 
 // Mean level of each region, rounded down.
 void region_means(const int* levels, int* region) {
+  int sum[NUM_BANDS + 1] = {0};  // of all bands below
+  std::partial_sum(levels, levels + NUM_BANDS, sum + 1);
   for (int r = 0; r < NUM_REGIONS; ++r) {
     const int start = REGION_START[r];
     const int end = REGION_START[r + 1];
-    const int sum = std::accumulate(levels + start, levels + end, 0);
-    region[r] = (sum * RECIPROCAL_SIZE[end - start]) >> 15;
+    region[r] = ((sum[end] - sum[start]) * RECIPROCAL_SIZE[end - start]) >> 15;
   }
 }
 

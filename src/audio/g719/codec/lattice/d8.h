@@ -34,7 +34,8 @@ inline Lanes nearest_d8(Lanes x, int bits) {
   const Lanes fraction = x & LATTICE_FRACTION_MASK[bits];
   const Lanes highest_down = LATTICE_HALF[bits] + (x >> 15);
   const Lanes point = (x >> shift) - (fraction > highest_down);
-  return (sum_of_lanes(point)[0] & 1) == 0 ? point : with_even_sum(x, shift, point);
+  const Lanes is_odd = -(sum_of_lanes(point) & 1);
+  return choose(is_odd, with_even_sum(x, shift, point), point);
 }
 
 // The index of a lattice point, 8 values of 0 to 2^bits - 1. The first coordinate is replaced by

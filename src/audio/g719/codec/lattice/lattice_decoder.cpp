@@ -12,11 +12,14 @@ namespace g719 {
 
 namespace {
 
-// The codevectors of the one-bit codebook as coefficients: times 256 / 1.1, plus the bias.
+// The codevectors of the one-bit codebook as coefficients: times 256 / 1.1, plus the bias. The last
+// row is that of the zero vector.
+constexpr int ZERO_ROW = 256;
 constexpr auto ONE_BIT_COEFS = [] {
   constexpr Word16 GAIN = 29789;  // Q15, 1 / 1.1
-  std::array<std::array<Word16, VECTOR_SIZE>, 256> table{};
-  for (int index = 0; index < 256; ++index) {
+  std::array<std::array<Word16, VECTOR_SIZE>, ZERO_ROW + 1> table{};
+  table[ZERO_ROW].fill(LATTICE_BIAS);
+  for (int index = 0; index < ZERO_ROW; ++index) {
     for (int i = 0; i < VECTOR_SIZE; ++i) {
       table[index][i] = add(mult(shl(ONE_BIT_CODEBOOK[index][i], 8), GAIN), LATTICE_BIAS);
     }
@@ -33,11 +36,8 @@ void dequantize_one_bit_band(const Word16* coef_index, int width, Word16* norm_c
   int previous = ANY_TWO_END;
   for (int j = 0; j < width; j += VECTOR_SIZE) {
     const int index = coef_index[j];
-    if (previous < ANY_TWO_END && index < SINGLE_TWO_END) {
-      std::fill_n(norm_coefs + j, VECTOR_SIZE, LATTICE_BIAS);
-    } else {
-      std::copy_n(ONE_BIT_COEFS[index].data(), VECTOR_SIZE, norm_coefs + j);
-    }
+    const int row = previous < ANY_TWO_END && index < SINGLE_TWO_END ? ZERO_ROW : index;
+    std::copy_n(ONE_BIT_COEFS[row].data(), VECTOR_SIZE, norm_coefs + j);
     previous = index;
   }
 }

@@ -61,25 +61,17 @@ void fold_above(int end, Word16* norm_coefs) {
   }
 }
 
-void attenuate(const Word16* band_bits, int end_band, int halvings, Word16* norm_coefs) {
-  for (int b = 0; b < end_band; ++b) {
-    if (band_bits[b] != 0) continue;
-    Word16* coefs = norm_coefs + band_start[b];
-    with_fixed_width(band_width[b], [=](auto width) {
-      for (int i = 0; i < width; ++i) coefs[i] = static_cast<Word16>(coefs[i] >> halvings);
-    });
-  }
-}
-
-// The inverse of the encoder's normalisation. Loud norms shift up, with saturation.
+// The inverse of the encoder's normalisation, of coefficients that are halved first. Loud norms
+// shift up, with saturation.
 template <int WIDTH>
-void denormalize_band(const Word16* __restrict coefs, int norm, Word32* __restrict spectrum) {
+void denormalize_band(const Word16* __restrict coefs, int halvings, int norm,
+                      Word32* __restrict spectrum) {
   const Word32 factor = norm % 2 != 0 ? SQRT_HALF : 32768;
   const auto shift = static_cast<Word16>(2 - norm / 2);
   if (shift > 0) {
-    for (int i = 0; i < WIDTH; ++i) spectrum[i] = L_shl(coefs[i] * factor, shift);
+    for (int i = 0; i < WIDTH; ++i) spectrum[i] = L_shl((coefs[i] >> halvings) * factor, shift);
   } else {
-    for (int i = 0; i < WIDTH; ++i) spectrum[i] = (coefs[i] * factor) >> -shift;
+    for (int i = 0; i < WIDTH; ++i) spectrum[i] = ((coefs[i] >> halvings) * factor) >> -shift;
   }
 }
 
@@ -105,20 +97,20 @@ int estimate_noise_level(const Word16* norm_coefs, const Word16* band_bits) {
 
 void fill_spectrum(Word16* norm_coefs, Word32* spectrum, const Word16* band_bits, bool transient,
                    const Word16* norm_index, int noise_level_index) {
-  Word16 pool[NUM_CODED_COEFS];
-  const int pool_size = gather_coded(norm_coefs, band_bits, pool);
-  if (pool_size > 0) {
-    const int coded = coded_end(band_bits);
-    const int end_band = transient ? NUM_BANDS : coded;
+  const int coded = coded_end(band_bits);
+  const int end_band = transient ? NUM_BANDS : coded;
+  if (coded > 0) {
+    Word16 pool[NUM_CODED_COEFS];
+    const int pool_size = gather_coded(norm_coefs, band_bits, pool);
     fill_cyclically(pool, pool_size, band_bits, end_band, norm_coefs);
     if (!transient) fold_above(band_end[coded - 1], norm_coefs);
-    attenuate(band_bits, end_band, noise_level_index, norm_coefs);
   }
   for (const BandGroup& group : BAND_GROUPS) {
     with_fixed_width(group.width, [=](auto fixed_width) {
       for (int b = group.first_band; b < group.end_band; ++b) {
-        denormalize_band<fixed_width>(norm_coefs + band_start[b], norm_index[b],
-                                      spectrum + band_start[b]);
+        const bool is_noise = band_bits[b] == 0 && b < end_band;
+        denormalize_band<fixed_width>(norm_coefs + band_start[b], is_noise ? noise_level_index : 0,
+                                      norm_index[b], spectrum + band_start[b]);
       }
     });
   }

@@ -9,11 +9,10 @@ namespace {
 
 // The sample of a + b, in units of 1/512. Adding, shifting up by 7 and rounding the upper half,
 // each with saturation, comes to the same as one clamp of the rounded sum. Half the sum always
-// fits.
+// fits 32 bits.
 Word16 to_sample(Word32 a, Word32 b) {
-  constexpr Word32 HALF_FULL_SCALE = 1 << 23;
-  const Word32 half = (a >> 1) + (b >> 1) + (a & b & 1);
-  return saturate(((half > HALF_FULL_SCALE ? HALF_FULL_SCALE : half) + 128) >> 8);
+  const Word32 half = (a & b) + ((a ^ b) >> 1);
+  return saturate(((half >> 7) + 1) >> 1);
 }
 
 template <typename Scale>
