@@ -17,6 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     room -= payload.size();
     gst_harness_push(h, gst_buffer_new_memdup(payload.data(), payload.size()));
   }
+  gst_harness_push_event(h, gst_event_new_eos());
   gst_harness_teardown(h);
   return 0;
 }

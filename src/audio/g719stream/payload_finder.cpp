@@ -1,12 +1,12 @@
 #include "payload_finder.h"
 
+#include <algorithm>
+
 #include "payload.h"
 
 namespace g719 {
 
 namespace {
-
-enum class Belief : std::uint8_t { NO, YES, OPEN };
 
 // Takes the bytes of a header, as the next two functions do.
 bool is_header(const std::uint8_t* header) {
@@ -23,49 +23,87 @@ bool is_same_header(const std::uint8_t* a, const std::uint8_t* b) {
   return a[0] == b[0] && a[1] == b[1];
 }
 
+struct Belief {
+  bool is_believed;
+  std::size_t wanted_bytes;  // 0: decided
+};
+
 // Whether a payload begins with the first of these bytes, to someone who is out of step. The end of
 // the stream is as good as a header that fits.
 Belief judge_header(const std::uint8_t* bytes, std::size_t size, bool at_end,
                     std::uint8_t last_toc) {
-  if (!is_header(bytes) || bytes[1] == 0) return Belief::NO;
+  if (!is_header(bytes) || bytes[1] == 0) return {false, 0};
   const int wanted = last_toc == 0 || last_toc == bytes[0] ? 1 : 2;
   std::size_t next = 0;
   for (int fitting = 1; fitting <= wanted; ++fitting) {
     next += promised_payload_bytes(bytes);
-    if (at_end && next == size) return fitting == wanted ? Belief::YES : Belief::NO;
-    if (next + PAYLOAD_HEADER_BYTES > size) return at_end ? Belief::NO : Belief::OPEN;
-    if (!is_same_header(bytes, bytes + next)) return Belief::NO;
+    if (at_end && next == size) return {fitting == wanted, 0};
+    const std::size_t needed = next + PAYLOAD_HEADER_BYTES;
+    if (needed > size) return {false, at_end ? 0 : needed};
+    if (!is_same_header(bytes, bytes + next)) return {false, 0};
   }
-  return Belief::YES;
+  return {true, 0};
+}
+
+// Whether a header like the last one can be believed inside the payload of `promised` bytes, of
+// those held, that has another one.
+Belief judge_hidden_headers(const std::uint8_t* bytes, std::size_t size, bool at_end,
+                            std::size_t promised, const FinderState& last) {
+  const std::uint8_t header[] = {last.toc, last.count};
+  if (last.toc == 0 || is_same_header(bytes, header)) return {false, 0};
+  const std::size_t held = std::min(promised, size);
+  for (std::size_t i = PAYLOAD_HEADER_BYTES; i + PAYLOAD_HEADER_BYTES <= held; ++i) {
+    if (!is_same_header(bytes + i, header)) continue;
+    const Belief belief = judge_header(bytes + i, size - i, at_end, last.toc);
+    if (belief.wanted_bytes > 0) return {false, i + belief.wanted_bytes};
+    if (belief.is_believed) return belief;
+  }
+  return {false, 0};
+}
+
+// The payload of `size` bytes behind those skipped, with which the finder is in step.
+FoundPayload take_payload(const std::uint8_t* bytes, std::size_t skipped, std::size_t size,
+                          FinderState* state) {
+  state->in_step = true;
+  const std::uint8_t* header = bytes + skipped;
+  if (header[1] > 0) {
+    state->toc = header[0];
+    state->count = header[1];
+  }
+  return {skipped, size, 0};
 }
 
 }  // namespace
 
 FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_end,
                           FinderState* state) {
-  if (size < PAYLOAD_HEADER_BYTES) return {at_end ? size : 0, 0};
+  if (size < PAYLOAD_HEADER_BYTES) return {at_end ? size : 0, 0, PAYLOAD_HEADER_BYTES};
 
   const bool is_expected = state->in_step && is_header(bytes);
-  if (is_expected && promised_payload_bytes(bytes) <= size) {
-    state->toc = bytes[0];
-    return {0, promised_payload_bytes(bytes)};
+  if (is_expected) {
+    const std::size_t promised = promised_payload_bytes(bytes);
+    if (promised > size && !at_end) return {0, 0, promised};
+    const Belief hidden = judge_hidden_headers(bytes, size, at_end, promised, *state);
+    if (hidden.wanted_bytes > 0) return {0, 0, hidden.wanted_bytes};
+    if (promised <= size && !hidden.is_believed) return take_payload(bytes, 0, promised, state);
   }
-  if (is_expected && !at_end) return {0, 0};
 
-  // Where a header promises more than the stream holds, payloads may follow that it does not know
-  // of: then it is the damaged one.
+  // Out of step. A header that promises more than the stream holds is the damaged one, too, if
+  // payloads follow that it does not know of.
   std::size_t start = 0;
   for (; start + PAYLOAD_HEADER_BYTES <= size; ++start) {
     const Belief belief = judge_header(bytes + start, size - start, at_end, state->toc);
-    if (belief == Belief::NO) continue;
-    state->in_step = belief == Belief::YES;
-    if (belief == Belief::OPEN) return {start, 0};
-    state->toc = bytes[start];
-    return {start, promised_payload_bytes(bytes + start)};
+    if (belief.wanted_bytes > 0) {
+      state->in_step = false;
+      return {start, 0, belief.wanted_bytes};
+    }
+    if (belief.is_believed) {
+      return take_payload(bytes, start, promised_payload_bytes(bytes + start), state);
+    }
   }
-  if (is_expected) return {0, size};
+  if (is_expected) return take_payload(bytes, 0, size, state);
   state->in_step = false;
-  return {at_end ? size : start, 0};
+  return {at_end ? size : start, 0, PAYLOAD_HEADER_BYTES};
 }
 
 }  // namespace g719

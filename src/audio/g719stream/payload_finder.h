@@ -1,10 +1,13 @@
 // Finds the payloads in a stream of bytes, where they lie back to back and nothing marks their
 // borders.
 //
-// In step, a header that names a frame size is enough where the payload before ended. Out of step
-// any two bytes may look like one: a header is believed when another with the same ToC byte and
-// frame count stands where its payload ends, or the stream ends there. A ToC byte other than the
-// last payload's needs two that follow.
+// In step, a header that names a frame size is enough where the payload before ended. Only one that
+// differs from the last and has a header like the last, one that would be believed out of step, in
+// what it takes for its frames is damaged: a lost count byte could cost 255 frames.
+//
+// Out of step any two bytes may look like a header: one is believed when another with the same ToC
+// byte and frame count stands where its payload ends, or the stream ends there. A ToC byte other
+// than the last payload's needs two that follow.
 #pragma once
 
 #include <cstddef>
@@ -15,12 +18,15 @@ namespace g719 {
 // A stream is expected to begin with a payload.
 struct FinderState {
   bool in_step = true;
-  std::uint8_t toc = 0;  // of the last payload; 0, which no payload has, before the first
+  // Of the last payload with frames; 0, which none has, before the first.
+  std::uint8_t toc = 0;
+  std::uint8_t count = 0;
 };
 
 struct FoundPayload {
   std::size_t skipped_bytes;  // in front of it; they belong to no payload
   std::size_t payload_bytes;  // header included; 0: there is none in these bytes
+  std::size_t wanted_bytes;   // behind those skipped, before another call can find anything
 };
 
 // Looks for the next payload in the `size` bytes of the stream that are held. The caller drops the
