@@ -3,13 +3,18 @@
 
 #include "rtpg719depay.h"
 #include "rtpg719pay.h"
+#include "typefind.h"
+#include "zelg719parse.h"
 
 static gboolean plugin_init(GstPlugin* plugin) {
   const gboolean payloader_registered =
       gst_element_register(plugin, "rtpg719pay", GST_RANK_SECONDARY, rtp_g719_pay_get_type());
   const gboolean depayloader_registered =
       gst_element_register(plugin, "rtpg719depay", GST_RANK_SECONDARY, rtp_g719_depay_get_type());
-  return payloader_registered && depayloader_registered;
+  const gboolean parser_registered =
+      gst_element_register(plugin, "zelg719parse", GST_RANK_PRIMARY, zel_g719_parse_get_type());
+  const gboolean typefind_registered = zel_g719_register_typefind(plugin);
+  return payloader_registered && depayloader_registered && parser_registered && typefind_registered;
 }
 
 // Written out, since GST_PLUGIN_DEFINE would put the numbers of the GStreamer at hand into it.
