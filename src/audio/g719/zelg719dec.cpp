@@ -7,10 +7,10 @@
  *
  * ## Example launch line
  * |[
- * gst-launch-1.0 filesrc location=speech.g719 blocksize=122 ! audio/G719 ! zelg719dec !
+ * gst-launch-1.0 filesrc location=speech.g719 ! zelg719parse ! zelg719dec !
  *     audioconvert ! audioresample ! autoaudiosink
  * ]|
- * plays what zelg719enc stored at 48 kbit/s, 122 bytes a payload.
+ * plays a file of payloads, which the parser cuts apart.
  */
 #include "zelg719dec.h"
 
@@ -23,13 +23,12 @@ struct _ZelG719Dec {
   GstAudioDecoder parent;
   g719_decoder* decoder;      // owned; null until the first decodable payload and after stop
   gint32 bitrate;             // of the decoder, bit/s; 0: none yet
-  gboolean blocksize_hinted;  // since start
+  gboolean parser_hinted;  // since start
 };
 
 // Nothing in a file of payloads marks their borders, and read at others it mostly gives noise.
-static constexpr char BLOCKSIZE_HINT[] =
-    "To play a file of payloads, set blocksize of the file source to the payload size, for example "
-    "122.";
+static constexpr char PARSER_HINT[] =
+    "To play a file of payloads, put zelg719parse before zelg719dec.";
 
 GST_DEBUG_CATEGORY_STATIC(zel_g719_dec_debug);
 #define GST_CAT_DEFAULT zel_g719_dec_debug
@@ -76,7 +75,7 @@ static gboolean zel_g719_dec_start(GstAudioDecoder* base) {
   gst_audio_decoder_set_estimate_rate(base, TRUE);
   auto* self = ZEL_G719_DEC(base);
   self->bitrate = 0;
-  self->blocksize_hinted = FALSE;
+  self->parser_hinted = FALSE;
   return TRUE;
 }
 
@@ -132,12 +131,12 @@ static void zel_g719_dec_check_size(ZelG719Dec* self, const GstBuffer* input, gs
     GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %u of %u frames", size,
                        layout.frames_complete, layout.frames_promised);
   }
-  if (layout.bytes_behind > 0 && !GST_BUFFER_PTS_IS_VALID(input) && !self->blocksize_hinted) {
-    self->blocksize_hinted = TRUE;
+  if (layout.bytes_behind > 0 && !GST_BUFFER_PTS_IS_VALID(input) && !self->parser_hinted) {
+    self->parser_hinted = TRUE;
     GST_ELEMENT_WARNING(
         self, STREAM, FORMAT,
         ("%" G_GSIZE_FORMAT " bytes behind a payload of %" G_GSIZE_FORMAT " bytes are ignored. %s",
-         layout.bytes_behind, size - layout.bytes_behind, BLOCKSIZE_HINT),
+         layout.bytes_behind, size - layout.bytes_behind, PARSER_HINT),
         (nullptr));
   }
 }
@@ -195,7 +194,7 @@ static GstFlowReturn zel_g719_dec_read_payload(ZelG719Dec* self, GstBuffer* inpu
   if (g719::toc_has_follower(toc)) {
     GST_ERROR_OBJECT(self, "Oh NO! More then one ToC. Not supported!");
     GST_ELEMENT_ERROR(self, STREAM, DECODE, ("A payload has more than one ToC byte."),
-                      (GST_BUFFER_PTS_IS_VALID(input) ? nullptr : BLOCKSIZE_HINT));
+                      (GST_BUFFER_PTS_IS_VALID(input) ? nullptr : PARSER_HINT));
     return GST_FLOW_ERROR;
   }
   const g719::PayloadLayout layout = g719::parse_payload(payload.data(), payload.size());
