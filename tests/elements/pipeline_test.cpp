@@ -1,9 +1,14 @@
 // Both elements in pipelines with threads of their own. A harness stands in for the sink.
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <random>
 #include <set>
 #include <sstream>
 
+#include "payload_finder.h"
 #include "support.h"
 
 namespace {
@@ -14,9 +19,12 @@ GstHarness* play(const std::string& line) {
   return h;
 }
 
+using Buffer = std::pair<GstClockTime, std::string>;
+
 struct Output {
   std::string bytes;
   std::vector<GstClockTime> times;
+  std::vector<Buffer> buffers;
 };
 
 Output finish(GstHarness* h) {
@@ -27,6 +35,7 @@ Output finish(GstHarness* h) {
          buffer != nullptr) {
     output.bytes += contents(buffer);
     output.times.push_back(GST_BUFFER_PTS(buffer));
+    output.buffers.emplace_back(GST_BUFFER_PTS(buffer), contents(buffer));
     gst_buffer_unref(buffer);
   }
   gst_harness_teardown(h);
@@ -50,6 +59,14 @@ TEST(Pipeline, RecordedStreams) {
         play("filesrc location=" + coded + " blocksize=" + size + " ! audio/G719 ! zelg719dec"));
     EXPECT_TRUE(decoded.bytes == audio);
     ASSERT_EQ(decoded.times.size(), 50U);
+    for (const char* source :
+         {"blocksize=1 ! queue", "blocksize=7 ! queue", "blocksize=1000 ! queue",
+          "blocksize=65536 ! queue", "blocksize=4096"}) {
+      const std::string parse = "filesrc location=" + coded + " " + source + " ! zelg719parse";
+      const Output parsed = finish(play(parse));
+      EXPECT_TRUE(parsed.bytes == contents(coded) && parsed.times == decoded.times) << source;
+      EXPECT_TRUE(finish(play(parse + " ! zelg719dec")).bytes == audio) << source;
+    }
     EXPECT_EQ(decoded.times.back(), 980 * GST_MSECOND);
 
     if (damage != "" || (bitrate != "32000" && bitrate != "48000" && bitrate != "64000")) continue;
@@ -65,6 +82,98 @@ TEST(Pipeline, RecordedStreams) {
     EXPECT_TRUE(finish(play(encode + " ! " + between + " ! zelg719dec")).bytes == audio);
   }
   EXPECT_EQ(encoded, 18);
+}
+
+// Any byte is lost but those of the first payload and the last three: all but two payloads are
+// left.
+TEST(Finder, OneByteMissing) {
+  for (const auto& file : std::filesystem::directory_iterator("vectors")) {
+    if (file.path().extension() != ".g719") continue;
+    const std::string stream = contents(file.path());
+    const gsize size = stream.size() / 50;
+    for (gsize lost = size; lost < stream.size() - 3 * size; lost++) {
+      const std::string damaged = stream.substr(0, lost) + stream.substr(lost + 1);
+      g719::FinderState state;
+      gsize position = 0, intact = 0;
+      while (position < damaged.size()) {
+        const auto next = g719::find_payload(reinterpret_cast<const guint8*>(&damaged[position]),
+                                             damaged.size() - position, true, &state);
+        position += next.skipped_bytes;
+        const gsize place = position + (position > lost ? 1 : 0);
+        intact += place % size == 0 && (place > lost || place + size <= lost);
+        position += next.payload_bytes;
+      }
+      EXPECT_GE(intact, 48U) << file.path() << " without byte " << lost;
+    }
+  }
+}
+
+// An hour of payloads, no two of them alike; from the second half hour on with other bitrates,
+// frame counts and missing ToC bytes now and then.
+std::string hour_of_payloads() {
+  std::string stream;
+  for (guint i = 0; i < 180000; i++) {
+    const bool is_wild = i >= 90000;
+    const guint toc = 0x20 + (is_wild ? i / 1000 % 3 * 0x10 : 0);
+    const guint count = is_wild && i % 5000 == 0 ? i / 5000 % 4 : 1;
+    std::string payload = {static_cast<char>(toc), static_cast<char>(count)};
+    for (guint k = 0; k < count * (toc / 4 * 10); k++) {
+      payload += static_cast<char>(0x80 | (i >> k % 3 * 7));
+    }
+    stream += payload.substr(is_wild && i % 20000 == 50 ? 1 : 0);
+  }
+  return stream;
+}
+
+// Pulled and pushed, from a known start to any place: what comes is what an unbroken run gives
+// there.
+TEST(Pipeline, SeeksInAnHourOfPayloads) {
+  const std::string file =
+      std::filesystem::temp_directory_path() / ("zelg719-" + std::to_string(getpid()));
+  std::ofstream(file) << hour_of_payloads();
+  for (const bool is_pulled : {true, false}) {
+    const std::string line =
+        "filesrc location=" + file + (is_pulled ? "" : " ! queue") + " ! zelg719parse";
+    const std::vector<Buffer> unbroken = finish(play(line)).buffers;
+    EXPECT_GT(unbroken.size(), 179980U);
+    GstElement* pipeline =
+        gst_parse_launch((line + " ! appsink name=sink sync=false").c_str(), nullptr);
+    g_autoptr(GstElement) sink = gst_bin_get_by_name(GST_BIN(pipeline), "sink");
+    g_autoptr(GstBus) bus = gst_element_get_bus(pipeline);
+    gst_element_set_state(pipeline, GST_STATE_PLAYING);
+    gst_element_get_state(pipeline, nullptr, nullptr, GST_CLOCK_TIME_NONE);
+    std::mt19937 random(1);
+    for (int i = 0; i < 100; i++) {
+      const GstClockTime start = random() % (unbroken.back().first / 1000) * 1000;
+      const GstClockTime stop = start + 70 * GST_MSECOND;
+      const bool is_segment = is_pulled && i % 2 == 0;
+      const int flags = GST_SEEK_FLAG_FLUSH | (is_segment ? GST_SEEK_FLAG_SEGMENT : 0) |
+                        (i % 3 == 0 ? GST_SEEK_FLAG_KEY_UNIT : 0);
+      EXPECT_TRUE(gst_element_seek(pipeline, 1.0, GST_FORMAT_TIME, static_cast<GstSeekFlags>(flags),
+                                   GST_SEEK_TYPE_SET, start, GST_SEEK_TYPE_SET, stop));
+      const Buffer before(start, "\xff"), behind(stop, "");
+      const std::vector<Buffer> expected(
+          std::upper_bound(unbroken.begin(), unbroken.end(), before) - 1,
+          std::lower_bound(unbroken.begin(), unbroken.end(), behind));
+      std::vector<Buffer> sought;
+      // A segment that is done is followed by nothing, another one by the end.
+      while (!is_segment || sought.size() < expected.size()) {
+        g_autoptr(GstSample) sample = nullptr;
+        g_signal_emit_by_name(sink, "pull-sample", &sample);
+        if (sample == nullptr) break;
+        GstBuffer* buffer = gst_sample_get_buffer(sample);
+        sought.emplace_back(GST_BUFFER_PTS(buffer), contents(buffer));
+      }
+      EXPECT_EQ(sought, expected) << start;
+      if (!is_segment) continue;
+      g_autoptr(GstMessage) done =
+          gst_bus_timed_pop_filtered(bus, 5 * GST_SECOND, GST_MESSAGE_SEGMENT_DONE);
+      EXPECT_TRUE(done != nullptr);
+    }
+    gst_element_set_state(pipeline, GST_STATE_NULL);
+    gst_object_unref(pipeline);
+  }
+  std::filesystem::remove(file);
 }
 
 // Buffers from before the last seek lie in the harness, too.

@@ -110,6 +110,19 @@ GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
   return push(e, payload, time, flag == "discont" ? GST_BUFFER_FLAG_DISCONT : 0);
 }
 
+GstFlowReturn push_stream(Element* e, std::istream& words, GstClockTime time) {
+  guint toc = 0, count = 0;
+  gsize size = 0, copies = 1;
+  words >> std::hex >> toc >> std::dec >> count >> size >> copies;
+  std::string stream;
+  for (; copies > 0; copies--) {
+    stream += {static_cast<char>(toc), static_cast<char>(count)};
+    stream += next_music(e, size);
+  }
+  e->input += stream;
+  return push(e, stream, time);
+}
+
 void flush(Element* e) {
   gst_harness_push_event(e->h, gst_event_new_flush_start());
   gst_harness_push_event(e->h, gst_event_new_flush_stop(TRUE));
@@ -228,6 +241,16 @@ void note_payload(Element* e, GstBuffer* buffer) {
        (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_RESYNC) ? " resync" : ""));
 }
 
+// What stands before it in the input was passed over.
+void note_found(Element* e, GstBuffer* buffer) {
+  const std::string bytes = contents(buffer), caps = output_caps(e);
+  const gsize place = e->input.find(bytes);
+  e->input.erase(0, place + bytes.size());
+  note(std::to_string(bytes.size()) + " of " + caps.substr(caps.find("bitrate=(int)") + 13, 5) +
+       (place == 0 ? "" : " behind " + std::to_string(place) + " others") + time_of(buffer) +
+       " lasts " + std::to_string(GST_BUFFER_DURATION(buffer) / GST_MSECOND));
+}
+
 // The output caps in the description of a session, and as they are read from there.
 void note_sdp(Element* e) {
   g_autoptr(GstCaps) caps = gst_pad_get_current_caps(e->h->sinkpad);
@@ -275,6 +298,7 @@ const std::map<std::string, Kind> KINDS = {
     {"Encoder", {"zelg719enc", RAW_CAPS, push_audio, note_buffer}},
     {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
     {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
+    {"Parser", {"zelg719parse", "audio/G719", push_stream, note_found}},
     {"Depayloader", {"rtpg719depay", RTP_CAPS, push_payload, note_payload}},
 };
 

@@ -34,6 +34,7 @@ struct Codec {
 //                               payloader: the same, with " discont" behind it flagged so
 //                               depayloader: the same in a packet, with " marked" behind it so
 //   lose                        depayloader: the next packet is lost
+//                               parser: bytes with such a header; a number behind it repeats them
 //   set BITRATE                 writes the property
 //   property NAME VALUE         writes another one
 //   caps [CAPS]                 stream start, caps, segment; by themselves before the first push
@@ -55,9 +56,10 @@ struct Codec {
 // neither.
 //
 // "packet 3 at 960: 2 of 160 @20" is an RTP packet: number, RTP timestamp, two frames of 160 bytes,
-// those that are due; "same @20" a payload as it came.
+// those that are due; "same @20" a payload as it came; "122 of 48000 @20 lasts 20" one of 122 bytes
+// that the parser found in what was pushed.
 struct Element {
-  explicit Element(const std::string& suite);  // "Encoder", "Decoder", "Payloader", "Depayloader"
+  explicit Element(const std::string& suite);  // a row of KINDS
   ~Element();
   std::string step(const std::string& text);
 
