@@ -21,8 +21,8 @@
 
 struct _ZelG719Dec {
   GstAudioDecoder parent;
-  g719_decoder* decoder;      // owned; null until the first decodable payload and after stop
-  gint32 bitrate;             // of the decoder, bit/s; 0: none yet
+  g719_decoder* decoder;   // owned; null until the first decodable payload and after stop
+  gint32 bitrate;          // of the decoder, bit/s; 0: none yet
   gboolean parser_hinted;  // since start
 };
 
