@@ -122,10 +122,19 @@ static void zel_g719_parse_report_damage(ZelG719Parse* self) {
   self->passed_over = 0;
 }
 
+// For those who list or label streams.
+static void zel_g719_parse_tag(ZelG719Parse* self, gint32 bitrate) {
+  GstTagList* tags = gst_tag_list_new(GST_TAG_AUDIO_CODEC, "G.719", GST_TAG_BITRATE,
+                                      static_cast<guint>(bitrate), nullptr);
+  gst_base_parse_merge_tags(GST_BASE_PARSE(self), tags, GST_TAG_MERGE_REPLACE);
+  gst_tag_list_unref(tags);
+}
+
 // Caps that cannot be set, in a flush for one, are set with the next payload; the push of this one
 // says what is wrong.
 static void zel_g719_parse_set_bitrate(ZelG719Parse* self, gint32 bitrate) {
   if (bitrate == self->bitrate) return;
+  zel_g719_parse_tag(self, bitrate);
   GstCaps* caps =
       gst_caps_new_simple("audio/G719", "rate", G_TYPE_INT, 48000, "channels", G_TYPE_INT, 1,
                           "bitrate", G_TYPE_INT, bitrate, "framed", G_TYPE_BOOLEAN, TRUE, nullptr);
