@@ -32,11 +32,18 @@ Word32 scaled_energy(const Word32* coefs, int scale) {
   return wrapped(std::min<std::uint32_t>(energy, MAX_32));
 }
 
+// A value with as many leading zeros as the largest magnitude has, at least 1.
+template <int WIDTH>
+Word32 peak_of(const Word32* coefs) {
+  std::uint32_t peak = 1;
+  for (int i = 0; i < WIDTH; ++i) peak |= coefs[i] < 0 ? 0 - bits_of(coefs[i]) : bits_of(coefs[i]);
+  return wrapped(std::min<std::uint32_t>(peak, MAX_32));
+}
+
 // The integer nearest to 50 - log2(mean square).
 template <int WIDTH>
 int norm_of(const Word32* coefs, int group) {
-  const Word32 peak = std::max(1, largest_magnitude(coefs, WIDTH));
-  const int scale = norm_l(peak) - HEADROOM_SHIFT[group];
+  const int scale = norm_l(peak_of<WIDTH>(coefs)) - HEADROOM_SHIFT[group];
   const Word32 energy = scaled_energy<WIDTH>(coefs, scale);
   const Word32 mean = scale_q15(energy, RECIPROCAL_WIDTH[group]);
   const int mean_shift = norm_l(mean);

@@ -46,7 +46,7 @@ void feed_back(const Word32* drive, Word32 last, Word16* y) {
 // early. What is wrong with that halves at every step and is nearly always rounded away when the
 // block begins. Where it was not, the block is done again from the right output.
 void feed_back_blocks(const Word32* drive, Word32 last, Word16* y) {
-  constexpr int LEAD = 40;
+  constexpr int LEAD = 20;
   Word32 state[SHORT_BLOCKS] = {last};
   for (int n = -LEAD; n < 0; ++n) {
     for (int b = 1; b < SHORT_BLOCKS; ++b) state[b] = step(state[b], drive[b * SHORT_SAMPLES + n]);
