@@ -1,13 +1,14 @@
-/* An application that carries the plug-in inside: it registers it by hand, so neither an installed
- * plug-in nor GST_PLUGIN_PATH is needed. One second of a tone goes through encoder and decoder into
- * a WAV file.
+/* An application that carries the plug-ins inside: it registers them by hand, so neither installed
+ * ones nor GST_PLUGIN_PATH are needed. One second of a tone goes through encoder, RTP packets and
+ * decoder into a WAV file.
  *
- *   cc loopback.c -o loopback $(pkg-config --cflags --libs gstzelg719_avx)
+ *   cc loopback.c -o loopback $(pkg-config --cflags --libs gstzelg719_avx gstzelg719stream)
  *   ./loopback FILE.wav
  */
 #include <gst/gst.h>
 
 GST_PLUGIN_STATIC_DECLARE(zelg719_avx);
+GST_PLUGIN_STATIC_DECLARE(zelg719stream);
 
 /* Plays `pipeline` to its end. Prints what went wrong, if anything did, and returns whether not. */
 static gboolean run(GstElement* pipeline) {
@@ -35,11 +36,13 @@ int main(int argc, char** argv) {
     return 2;
   }
   GST_PLUGIN_STATIC_REGISTER(zelg719_avx);
+  GST_PLUGIN_STATIC_REGISTER(zelg719stream);
 
   GError* error = NULL;
   GstElement* pipeline = gst_parse_launch(
       "audiotestsrc num-buffers=50 samplesperbuffer=960 ! audio/x-raw,rate=48000,channels=1 ! "
-      "zelg719enc bitrate=48000 ! zelg719dec ! wavenc ! filesink name=file",
+      "zelg719enc bitrate=48000 ! rtpg719pay ! rtpg719depay ! zelg719dec ! wavenc ! "
+      "filesink name=file",
       &error);
   if (error != NULL) {
     g_printerr("%s\n", error->message);
@@ -53,7 +56,7 @@ int main(int argc, char** argv) {
 
   gboolean ok = run(pipeline);
   gst_object_unref(pipeline);
-  if (ok) g_print("%s: one second of a tone, encoded and decoded\n", argv[1]);
+  if (ok) g_print("%s: one second of a tone, encoded, sent and decoded\n", argv[1]);
   gst_deinit();
   return ok ? 0 : 1;
 }
