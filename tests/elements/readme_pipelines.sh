@@ -1,9 +1,10 @@
 #!/bin/sh
-# Plays the pipelines that a README shows, in its order and in the present folder, and counts them.
+# Plays the pipelines that some Markdown files show, in their order and in the present folder, and
+# counts them.
 # A tone stands for the microphone, and a file for the loudspeaker, which must not stay silent.
 set -eu
 port=$(shuf -i 20000-30000 -n 1)
-sed -n '/^```sh/,/^```$/p' "$1" | sed ':join; /\\$/ { N; s/\\\n//; b join }' |
+sed -n '/^```sh/,/^```$/p' "$@" | sed ':join; /\\$/ { N; s/\\\n//; b join }' |
   sed -n "s/autoaudiosrc/audiotestsrc is-live=true num-buffers=60/; s/port=5004/port=$port/
     s/autoaudiosink/filesink location=heard/; s/^gst-launch-1.0/& -q/p" >commands
 while read -r command; do
