@@ -114,6 +114,16 @@ def element_table(elements):
     return table(["µs a frame", "element", "codec", "identity", "added by the element"], rows)
 
 
+def capacity_table(times, elements):
+    """Streams that are both encoded and decoded, in elements."""
+    added = sum(element_overhead(elements, direction) for direction in DIRECTIONS)
+    rows = []
+    for coder in OURS:
+        a_core = 20000 / (sum(times[coder][direction] for direction in DIRECTIONS) + added)
+        rows.append([coder.title, f"{a_core:,.0f}", f"{16 * a_core:,.0f}"])
+    return table(["64000 bit/s, encoded and decoded", "a core", "16 cores"], rows)
+
+
 def bounds_table(counts, times, elements, scale):
     """What the codec holds itself to, in the mean of both materials."""
     instructions = {("baseline", "encode"): 141000, ("baseline", "decode"): 114000,
@@ -193,6 +203,7 @@ def full_report(folder):
     scale = measure.scaling(windows=30)
     sections = [
         ("Cost of a frame", cost_table(counts, times)),
+        ("Streams a server carries", capacity_table(times, elements)),
         ("Bounds", bounds_table(counts, times, elements, scale)),
         ("By bitrate", bitrate_table()),
         ("Elements", element_table(elements)),
