@@ -68,10 +68,12 @@ void denormalize_band(const Word16* __restrict coefs, int halvings, int norm,
                       Word32* __restrict spectrum) {
   const Word32 factor = norm % 2 != 0 ? SQRT_HALF : 32768;
   const auto shift = static_cast<Word16>(2 - norm / 2);
+  Word32 scaled[WIDTH];
+  for (int i = 0; i < WIDTH; ++i) scaled[i] = (coefs[i] >> halvings) * factor;
   if (shift > 0) {
-    for (int i = 0; i < WIDTH; ++i) spectrum[i] = L_shl((coefs[i] >> halvings) * factor, shift);
+    for (int i = 0; i < WIDTH; ++i) spectrum[i] = L_shl(scaled[i], shift);
   } else {
-    for (int i = 0; i < WIDTH; ++i) spectrum[i] = ((coefs[i] >> halvings) * factor) >> -shift;
+    for (int i = 0; i < WIDTH; ++i) spectrum[i] = scaled[i] >> -shift;
   }
 }
 
