@@ -9,10 +9,10 @@
 
 namespace g719 {
 
-// A field has up to 56 bits: those of eight bytes but for the ones that a byte before it holds.
+// A field has up to 56 bits, so that wherever in its first byte it begins, it ends within eight.
 inline constexpr int MAX_FIELD_BITS = 56;
 
-// Both sides work on eight bytes at once, which may lie up to seven behind the last one in use.
+// Both sides touch eight bytes at once, up to eight behind the last one in use.
 inline constexpr int BITS_SLACK_BYTES = 8;
 
 struct BitWriter {
@@ -42,7 +42,7 @@ inline void put_bits(BitWriter* writer, std::uint64_t value, int n) {
   writer->pending_bits = (writer->pending_bits + n) % 8;
 }
 
-// The next bits at the top, MAX_FIELD_BITS of them at least; what is below is not.
+// The next bits, from the top on. At least MAX_FIELD_BITS are valid; those below may be cut.
 inline std::uint64_t peek_bits(const BitReader* reader) {
   std::uint64_t bytes = 0;
   std::memcpy(&bytes, reader->bytes + reader->position / 8, sizeof bytes);

@@ -70,17 +70,16 @@ struct RanksByWeight {
 
 constexpr std::uint64_t bit(int rank) { return std::uint64_t{1} << rank; }
 
-void insert(RanksByWeight* index, int rank, int weight) {
-  index->ranks[weight - RanksByWeight::LOWEST] |= bit(rank);
-  index->present |= bit(weight - RanksByWeight::LOWEST);
+void insert(RanksByWeight* by_weight, int rank, int weight) {
+  by_weight->ranks[weight - RanksByWeight::LOWEST] |= bit(rank);
+  by_weight->present |= bit(weight - RanksByWeight::LOWEST);
 }
 
-// Takes out all ranks of the largest weight, which goes to *weight. There are some.
-std::uint64_t take_heaviest(RanksByWeight* index, int* weight) {
-  const int w = 63 - std::countl_zero(index->present);
-  *weight = w + RanksByWeight::LOWEST;
-  index->present ^= bit(w);
-  return std::exchange(index->ranks[w], 0);
+// Takes out all ranks of the largest weight. There are some.
+std::uint64_t take_heaviest(RanksByWeight* by_weight) {
+  const int w = 63 - std::countl_zero(by_weight->present);
+  by_weight->present ^= bit(w);
+  return std::exchange(by_weight->ranks[w], 0);
 }
 
 int take_first(std::uint64_t* ranks) {
@@ -89,8 +88,8 @@ int take_first(std::uint64_t* ranks) {
   return first;
 }
 
-// The state of the allocation, by rank, the heaviest band first. Entries from `count` on only fill
-// the vectors that the loops are made of.
+// The state of the allocation, by rank, the heaviest band first. Entries from `count` on only pad
+// the loops to whole vectors.
 constexpr int NUM_RANKS = 48;
 struct Allocation {
   Word16 weight[NUM_RANKS];
@@ -136,7 +135,9 @@ int lowest_paid_level(const Allocation* allocation) {
   int paid = allocation->weight[0] + 1;
   while (paid - unpaid > 1) {
     const int level = (paid + unpaid) >> 1;
-    (cost_down_to(level, allocation) <= allocation->left ? paid : unpaid) = level;
+    const bool is_paid = cost_down_to(level, allocation) <= allocation->left;
+    paid = is_paid ? level : paid;  // no branch: it would be taken wrongly half of the time
+    unpaid = is_paid ? unpaid : level;
   }
   return paid;
 }
@@ -186,10 +187,9 @@ bool fill_levels(Allocation* allocation) {
   return false;
 }
 
-// Once the lightest band was served, all that take more weigh the same or one less, and bands are
-// served in turn, round after round: one joins when the one before it was served, so that a round
-// begins with two. Its first band alone can find a heavier one beside it, and is passed until one
-// of its own weight joins. False at the end of the budget, and if no band takes more.
+// Once the lightest band was served, all that take more weigh the same or one less, and each turn
+// serves all of them once, by rank. Only the first one can have heavier ones right behind it, which
+// go before it. False at the end of the budget, and if no band takes more.
 bool serve_round(Allocation* allocation) {
   const int count = allocation->count;
   int first = 0;
@@ -239,15 +239,15 @@ void compute_band_weights(const Word16* norm_index, bool transient, Word16* weig
 }
 
 void sort_bands_by_weight(Word16* weights, int count, Word16* order) {
-  RanksByWeight unsorted;
-  for (int i = 0; i < count; ++i) insert(&unsorted, i, weights[i]);
+  RanksByWeight ranks_by_weight;
+  for (int i = 0; i < count; ++i) insert(&ranks_by_weight, i, weights[i]);
   int i = 0;
-  while (unsorted.present != 0) {
-    int weight = 0;
-    std::uint64_t heaviest = take_heaviest(&unsorted, &weight);
+  while (ranks_by_weight.present != 0) {
+    std::uint64_t heaviest = take_heaviest(&ranks_by_weight);
     for (; heaviest != 0; ++i) {
       const int best = take_first(&heaviest);
-      unsorted.ranks[weights[i] - RanksByWeight::LOWEST] ^= bit(i) | bit(best);
+      // What stood at i moves to where the heaviest was.
+      ranks_by_weight.ranks[weights[i] - RanksByWeight::LOWEST] ^= bit(i) | bit(best);
       std::swap(weights[i], weights[best]);
       std::swap(order[i], order[best]);
     }
