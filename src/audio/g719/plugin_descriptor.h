@@ -13,7 +13,7 @@
       .minor_version = 17,                                                                         \
       .name = #NAME,                                                                               \
       .description = DESCRIPTION,                                                                  \
-      .plugin_init = INIT,                                                                         \
+      .plugin_init = (INIT),                                                                       \
       .version = "1.0.20",                                                                         \
       .license = "Proprietary",                                                                    \
       .source = "Zelkor",                                                                          \
