@@ -12,7 +12,7 @@
       .major_version = 1,                                                                          \
       .minor_version = 17,                                                                         \
       .name = #NAME,                                                                               \
-      .description = DESCRIPTION,                                                                  \
+      .description = (DESCRIPTION),                                                                \
       .plugin_init = (INIT),                                                                       \
       .version = "1.0.20",                                                                         \
       .license = "Proprietary",                                                                    \
