@@ -19,7 +19,6 @@ static Payloads find_all(const std::uint8_t* stream, std::size_t size, std::size
       next = g719::find_payload(held.data() + taken, held.size() - taken, end == size, &state);
       taken += next.skipped_bytes;
       if (next.payload_bytes > 0) found.emplace_back(start + taken, next.payload_bytes);
-      assert(next.payload_bytes == 0 || end >= std::min(size, wanted_end));
       taken += next.payload_bytes;
       assert(taken <= held.size());
       if (next.payload_bytes == 0) wanted_end = start + taken + next.wanted_bytes;

@@ -251,6 +251,13 @@ void note_found(Element* e, GstBuffer* buffer) {
        " lasts " + std::to_string(GST_BUFFER_DURATION(buffer) / GST_MSECOND));
 }
 
+void note_time(Element* e, std::istream& words) {
+  gint64 byte = 0, time = 0;
+  words >> byte;
+  gst_element_query_convert(e->h->element, GST_FORMAT_BYTES, byte, GST_FORMAT_TIME, &time);
+  note(std::to_string(time / static_cast<gint64>(GST_MSECOND)) + " ms");
+}
+
 // The output caps in the description of a session, and as they are read from there.
 void note_sdp(Element* e) {
   g_autoptr(GstCaps) caps = gst_pad_get_current_caps(e->h->sinkpad);
@@ -267,6 +274,7 @@ void note_sdp(Element* e) {
 }
 
 void note_message(GstMessage* message) {
+  if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_LATENCY) return note("latency");
   g_autoptr(GError) error = nullptr;
   gst_structure_get(gst_message_get_structure(message), "gerror", G_TYPE_ERROR, &error, nullptr);
   note(std::string(GST_MESSAGE_TYPE_NAME(message)) + ": " + error->message);
@@ -348,6 +356,7 @@ std::string Element::step(const std::string& text) {
       {"bytes", [&] { format = GST_FORMAT_BYTES; }},
       {"downstream", [&] { words >> word, gst_harness_set_sink_caps_str(h, word.c_str()); }},
       {"facts", [&] { note_facts(this); }},
+      {"time", [&] { note_time(this, words); }},
       {"sdp", [&] { note_sdp(this); }},
       {"flush", [&] { flush(this); }},
       {"segment", [&] { send_segment(this); }},
@@ -363,7 +372,8 @@ std::string Element::step(const std::string& text) {
   broken = failing == std::string::npos ? "" : text.substr(failing + 2);
   VERBS.at(verb)();
   broken.clear();
-  const auto types = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_WARNING);
+  const auto types = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_WARNING |
+                                                 (suite == "Payloader" ? GST_MESSAGE_LATENCY : 0));
   while (g_autoptr(GstMessage) message = gst_bus_pop_filtered(bus, types)) note_message(message);
   while (g_autoptr(GstBuffer) buffer = gst_harness_try_pull(h)) KINDS.at(suite).note(this, buffer);
   if (flow != GST_FLOW_OK) note(std::string("flow ") + gst_flow_get_name(flow));

@@ -42,6 +42,7 @@ struct Codec {
 //   bytes                       from now on segments count bytes, as those of filesrc do
 //   downstream CAPS             what the element's peer takes from now on
 //   facts                       asks for output caps, latency, samples a frame
+//   time BYTE                   parser: when the audio of that byte is played
 //   sdp                         writes the output caps as SDP and reads them from there
 //   flush, eos, segment, gap @T events
 //   restart                     to READY, PAUSED, NULL and back to PLAYING, then as `caps`
@@ -50,10 +51,10 @@ struct Codec {
 //
 // " @T" after a push is its timestamp in ms, " !WHAT" after a step makes that fail, see `broken`.
 //
-// What comes of it are log lines, errors and warnings on the bus, buffers, a flow return other than
-// ok. "2 on 64000 @20" is a buffer of two frames at 64000 bit/s and 20 ms, byte for byte what the
-// codec gives that goes on from the frames before; "new" what it gives from cleared memory, "wrong"
-// neither.
+// What comes of it are log lines, errors and warnings on the bus, the payloader's "latency" when it
+// may have changed, buffers, a flow return other than ok. "2 on 64000 @20" is a buffer of two
+// frames at 64000 bit/s and 20 ms, byte for byte what the codec gives that goes on from the frames
+// before; "new" what it gives from cleared memory, "wrong" neither.
 //
 // "packet 3 at 960: 2 of 160 @20" is an RTP packet: number, RTP timestamp, two frames of 160 bytes,
 // those that are due; "same @20" a payload as it came; "122 of 48000 @20 lasts 20" one of 122 bytes

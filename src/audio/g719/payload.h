@@ -1,4 +1,4 @@
-// The payload format and the caps that both elements share.
+// The payload format, and the caps, that all elements share.
 //
 //   offset 0   ToC byte: F bit (bit 7), length code L (bits 6 to 2), two bits without meaning
 //   offset 1   frame count N, 0 to 255
@@ -21,6 +21,7 @@ inline constexpr char G719_PAYLOAD_CAPS[] = "audio/G719";
 namespace g719 {
 
 inline constexpr std::size_t PAYLOAD_HEADER_BYTES = 2;
+inline constexpr std::uint64_t FRAME_DURATION = 20'000'000;  // ns
 inline constexpr std::size_t FRAME_PCM_BYTES = G719_FRAME_SAMPLES * sizeof(std::int16_t);
 
 // Bytes a frame at `bitrate`, in bit/s.

@@ -45,20 +45,28 @@ Belief judge_header(const std::uint8_t* bytes, std::size_t size, bool at_end,
   return {true, 0};
 }
 
-// Whether a header like the last one can be believed inside the payload of `promised` bytes, of
-// those held, that has another one.
+// Whether a header like the last one can be believed inside the payload that another header, the
+// one at `start`, promises. `seen` is how far earlier calls for the same bytes looked in vain.
 Belief judge_hidden_headers(const std::uint8_t* bytes, std::size_t size, bool at_end,
-                            std::size_t promised, const FinderState& last) {
+                            std::size_t start, const FinderState& last, std::size_t* seen) {
   const std::uint8_t header[] = {last.toc, last.count};
-  if (last.toc == 0 || is_same_header(bytes, header)) return {false, 0};
-  const std::size_t held = std::min(promised, size);
-  for (std::size_t i = PAYLOAD_HEADER_BYTES; i + PAYLOAD_HEADER_BYTES <= held; ++i) {
+  if (last.toc == 0 || is_same_header(bytes + start, header)) return {false, 0};
+  const std::size_t end = std::min(start + promised_payload_bytes(bytes + start), size);
+  std::size_t& i = *seen;
+  for (i = std::max(i, start + PAYLOAD_HEADER_BYTES); i + PAYLOAD_HEADER_BYTES <= end; ++i) {
     if (!is_same_header(bytes + i, header)) continue;
     const Belief belief = judge_header(bytes + i, size - i, at_end, last.toc);
-    if (belief.wanted_bytes > 0) return {false, i + belief.wanted_bytes};
+    if (belief.wanted_bytes > 0) return {false, i - start + belief.wanted_bytes};
     if (belief.is_believed) return belief;
   }
   return {false, 0};
+}
+
+// What is asked for when `wanted` bytes decide and less than that is held. Every call sees all held
+// bytes again; each shall see a quarter more, so that the sum stays linear. No more than twice as
+// much: payloads that follow may decide earlier.
+std::size_t with_margin(std::size_t wanted, std::size_t held) {
+  return std::clamp(wanted, held + held / 4, 2 * held);
 }
 
 // The payload of `size` bytes behind those skipped, with which the finder is in step.
@@ -79,13 +87,15 @@ FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_e
                           FinderState* state) {
   if (size < PAYLOAD_HEADER_BYTES) return {at_end ? size : 0, 0, PAYLOAD_HEADER_BYTES};
 
+  std::size_t seen = 0;
   const bool is_expected = state->in_step && is_header(bytes);
   if (is_expected) {
     const std::size_t promised = promised_payload_bytes(bytes);
-    if (promised > size && !at_end) return {0, 0, promised};
-    const Belief hidden = judge_hidden_headers(bytes, size, at_end, promised, *state);
-    if (hidden.wanted_bytes > 0) return {0, 0, hidden.wanted_bytes};
-    if (promised <= size && !hidden.is_believed) return take_payload(bytes, 0, promised, state);
+    const Belief hidden = judge_hidden_headers(bytes, size, at_end, 0, *state, &seen);
+    if (hidden.wanted_bytes > 0) return {0, 0, with_margin(hidden.wanted_bytes, size)};
+    const bool hides_payloads = hidden.is_believed;
+    if (promised <= size && !hides_payloads) return take_payload(bytes, 0, promised, state);
+    if (!at_end && !hides_payloads) return {0, 0, std::min(promised, 2 * size)};
   }
 
   // Out of step. A header that promises more than the stream holds is the damaged one, too, if
@@ -93,14 +103,17 @@ FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_e
   std::size_t start = 0;
   for (; start + PAYLOAD_HEADER_BYTES <= size; ++start) {
     const Belief belief = judge_header(bytes + start, size - start, at_end, state->toc);
-    if (belief.wanted_bytes > 0) {
+    if (!belief.is_believed && belief.wanted_bytes == 0) continue;
+    const Belief hidden = judge_hidden_headers(bytes, size, at_end, start, *state, &seen);
+    if (hidden.is_believed) continue;
+    const std::size_t wanted = hidden.wanted_bytes > 0 ? hidden.wanted_bytes : belief.wanted_bytes;
+    if (wanted > 0) {
       state->in_step = false;
-      return {start, 0, belief.wanted_bytes};
+      return {start, 0, with_margin(wanted, size - start)};
     }
-    if (belief.is_believed) {
-      return take_payload(bytes, start, promised_payload_bytes(bytes + start), state);
-    }
+    return take_payload(bytes, start, promised_payload_bytes(bytes + start), state);
   }
+  // The last payload, cut short.
   if (is_expected) return take_payload(bytes, 0, size, state);
   state->in_step = false;
   return {at_end ? size : start, 0, PAYLOAD_HEADER_BYTES};

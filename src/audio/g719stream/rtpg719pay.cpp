@@ -32,8 +32,6 @@ struct _RtpG719Pay {
   gboolean is_at_start;  // no packet was sent yet, or none since a gap
 };
 
-static constexpr GstClockTime FRAME_TIME = GST_SECOND * G719_FRAME_SAMPLES / G719_SAMPLE_RATE;
-
 GST_DEBUG_CATEGORY_STATIC(rtp_g719_pay_debug);
 #define GST_CAT_DEFAULT rtp_g719_pay_debug
 
@@ -116,7 +114,7 @@ static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
   const auto* base = GST_RTP_BASE_PAYLOAD(self);
   PacketFrames frames = {1, G_MAXUINT8, 1};
   if (base->max_ptime >= 0) {
-    frames.most = std::min<guint64>(frames.most, base->max_ptime / FRAME_TIME);
+    frames.most = std::min<guint64>(frames.most, base->max_ptime / g719::FRAME_DURATION);
   }
   const gsize frame_bytes = g_atomic_int_get(&self->frame_bytes);
   if (frame_bytes > 0) {
@@ -124,15 +122,27 @@ static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
     frames.most = std::min<guint64>(frames.most, (room - g719::PAYLOAD_HEADER_BYTES) / frame_bytes);
   }
   frames.most = std::max<guint64>(frames.most, 1);
-  frames.multiple = std::clamp<guint64>(base->ptime_multiple / FRAME_TIME, 1, frames.most);
+  frames.multiple =
+      std::clamp<guint64>(base->ptime_multiple / g719::FRAME_DURATION, 1, frames.most);
   frames.most -= frames.most % frames.multiple;
-  frames.least = std::clamp<guint64>((base->min_ptime + FRAME_TIME - 1) / FRAME_TIME,
-                                     frames.multiple, frames.most);
+  frames.least =
+      std::clamp<guint64>((base->min_ptime + g719::FRAME_DURATION - 1) / g719::FRAME_DURATION,
+                          frames.multiple, frames.most);
   if (base->ptime > 0) {
-    frames.most = std::clamp<guint64>(base->ptime / FRAME_TIME, frames.least, frames.most);
+    frames.most =
+        std::clamp<guint64>(base->ptime / g719::FRAME_DURATION, frames.least, frames.most);
     frames.least = frames.most;
   }
   return frames;
+}
+
+// How many frames the mtu allows may change how long they wait for one another.
+static void rtp_g719_pay_set_frame_bytes(RtpG719Pay* self, gint frame_bytes) {
+  const guint64 least = rtp_g719_pay_packet_frames(self).least;
+  g_atomic_int_set(&self->frame_bytes, frame_bytes);
+  if (rtp_g719_pay_packet_frames(self).least != least) {
+    gst_element_post_message(GST_ELEMENT(self), gst_message_new_latency(GST_OBJECT(self)));
+  }
 }
 
 static guint64 rtp_g719_pay_pending_frames(RtpG719Pay* self) {
@@ -155,13 +165,13 @@ static GstFlowReturn rtp_g719_pay_send_packet(RtpG719Pay* self, guint64 frames) 
   packet = gst_buffer_append(
       packet, gst_adapter_take_buffer_fast(self->pending, frames * self->frame_bytes));
   GST_BUFFER_PTS(packet) = self->pts;
-  GST_BUFFER_DURATION(packet) = frames * FRAME_TIME;
+  GST_BUFFER_DURATION(packet) = frames * g719::FRAME_DURATION;
   // The base class makes RTP timestamps of it. They count samples, whatever the timestamps of a
   // live source do between two frames.
   GST_BUFFER_OFFSET(packet) = self->sample;
   if (self->is_at_start) GST_BUFFER_FLAG_SET(packet, GST_BUFFER_FLAG_DISCONT);
 
-  if (GST_CLOCK_TIME_IS_VALID(self->pts)) self->pts += frames * FRAME_TIME;
+  if (GST_CLOCK_TIME_IS_VALID(self->pts)) self->pts += frames * g719::FRAME_DURATION;
   self->sample += frames * G719_FRAME_SAMPLES;
   self->is_at_start = FALSE;
   return gst_rtp_base_payload_push(base, packet);
@@ -194,9 +204,10 @@ static GstFlowReturn rtp_g719_pay_follow(RtpG719Pay* self, GstBuffer* buffer, gu
   const GstClockTime pts = GST_BUFFER_PTS(buffer);
   const guint64 pending = rtp_g719_pay_pending_frames(self);
   GstClockTime due = self->pts;
-  if (GST_CLOCK_TIME_IS_VALID(due)) due += pending * FRAME_TIME;
+  if (GST_CLOCK_TIME_IS_VALID(due)) due += pending * g719::FRAME_DURATION;
   const bool are_both_timed = GST_CLOCK_TIME_IS_VALID(pts) && GST_CLOCK_TIME_IS_VALID(due);
-  const bool is_off = are_both_timed && (pts > due ? pts - due : due - pts) >= FRAME_TIME / 2;
+  const bool is_off =
+      are_both_timed && (pts > due ? pts - due : due - pts) >= g719::FRAME_DURATION / 2;
   const bool is_after_gap = is_off || GST_BUFFER_IS_DISCONT(buffer);
 
   GstFlowReturn flow = GST_FLOW_OK;
@@ -233,7 +244,7 @@ static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuff
   }
 
   self->toc = toc;
-  g_atomic_int_set(&self->frame_bytes, static_cast<gint>(layout.frame_bytes));
+  rtp_g719_pay_set_frame_bytes(self, static_cast<gint>(layout.frame_bytes));
   buffer = gst_buffer_make_writable(buffer);
   gst_buffer_resize(buffer, g719::PAYLOAD_HEADER_BYTES,
                     static_cast<gssize>(layout.frames_complete) * layout.frame_bytes);
@@ -247,9 +258,11 @@ static GstEvent* rtp_g719_pay_begin_segment(RtpG719Pay* self, GstEvent* event) {
   GstSegment segment;
   gst_event_copy_segment(event, &segment);
   if (segment.format != GST_FORMAT_TIME) {
+    const guint32 seqnum = gst_event_get_seqnum(event);
     gst_event_unref(event);
     gst_segment_init(&segment, GST_FORMAT_TIME);
     event = gst_event_new_segment(&segment);
+    gst_event_set_seqnum(event, seqnum);
   }
   self->pts = segment.start;
   return event;
@@ -290,8 +303,8 @@ static gboolean rtp_g719_pay_src_query(GstPad* pad, GstObject* parent, GstQuery*
     GstClockTime min = 0;
     GstClockTime max = 0;
     gst_query_parse_latency(query, &is_live, &min, &max);
-    min += (least - 1) * FRAME_TIME;
-    if (GST_CLOCK_TIME_IS_VALID(max)) max += (least - 1) * FRAME_TIME;
+    min += (least - 1) * g719::FRAME_DURATION;
+    if (GST_CLOCK_TIME_IS_VALID(max)) max += (least - 1) * g719::FRAME_DURATION;
     gst_query_set_latency(query, is_live, min, max);
   }
   return is_answered;

@@ -14,6 +14,8 @@
  */
 #include "zelg719parse.h"
 
+#include <algorithm>
+
 #include "mapped_buffer.h"
 #include "payload.h"
 #include "payload_finder.h"
@@ -22,15 +24,16 @@
 struct _ZelG719Parse {
   GstBaseParse parent;
   g719::FinderState finder;
-  guint64 position;         // in the stream, of what the finder sees next, in bytes
-  gboolean position_known;  // all from the start to there was read
-  guint64 passed_over;      // bytes since the last payload
-  gboolean is_empty;        // the stream, so far
-  gint32 bitrate;           // of the caps, bit/s; 0: none yet
-  g719::PayloadMap* map;    // owned, from start to stop; guarded by the object's lock
+  guint64 position;           // in the stream, of what the finder sees next, in bytes
+  gboolean read_without_gap;  // all from the start to there
+  guint64 passed_over;        // bytes since the last payload
+  guint warnings;             // posted
+  gboolean is_empty;          // the stream, so far
+  gint32 bitrate;             // of the caps, bit/s; 0: none yet
+  g719::PayloadMap* map;      // owned, from start to stop; guarded by the object's lock
 };
 
-static constexpr GstClockTime FRAME_DURATION = 20 * GST_MSECOND;
+static constexpr guint MAX_WARNINGS = 100;  // posted; the log has all
 
 GST_DEBUG_CATEGORY_STATIC(zel_g719_parse_debug);
 #define GST_CAT_DEFAULT zel_g719_parse_debug
@@ -79,8 +82,9 @@ static gboolean zel_g719_parse_start(GstBaseParse* base) {
   auto* self = ZEL_G719_PARSE(base);
   self->finder = {};
   self->position = 0;
-  self->position_known = TRUE;
+  self->read_without_gap = TRUE;
   self->passed_over = 0;
+  self->warnings = 0;
   self->is_empty = TRUE;
   self->bitrate = 0;
   GST_OBJECT_LOCK(self);
@@ -105,20 +109,25 @@ static void zel_g719_parse_follow_jump(ZelG719Parse* self, guint64 offset) {
   GST_DEBUG_OBJECT(self, "from byte %" G_GUINT64_FORMAT " to %" G_GUINT64_FORMAT, self->position,
                    offset);
   self->position = offset;
-  self->position_known = g719::is_payload_border(*self->map, offset);
+  self->read_without_gap = g719::is_payload_border(*self->map, offset);
   self->passed_over = 0;
   self->finder = {};
-  self->finder.in_step = self->position_known;
+  self->finder.in_step = self->read_without_gap;
 }
 
 // Says how many bytes were passed over, once they are over.
 static void zel_g719_parse_report_damage(ZelG719Parse* self) {
   if (self->passed_over == 0) return;
-  GST_ELEMENT_WARNING(self, STREAM, DECODE,
-                      ("%" G_GUINT64_FORMAT " bytes before byte %" G_GUINT64_FORMAT
-                       " belong to no payload and are passed over.",
-                       self->passed_over, self->position),
-                      (nullptr));
+  g_autofree gchar* text =
+      g_strdup_printf("%" G_GUINT64_FORMAT " bytes before byte %" G_GUINT64_FORMAT
+                      " belong to no payload and are passed over.",
+                      self->passed_over, self->position);
+  if (self->warnings < MAX_WARNINGS) {
+    self->warnings++;
+    GST_ELEMENT_WARNING(self, STREAM, DECODE, ("%s", text), (nullptr));
+  } else {
+    GST_WARNING_OBJECT(self, "%s", text);
+  }
   self->passed_over = 0;
 }
 
@@ -146,22 +155,16 @@ static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self, GstBasePa
                                                    gsize size, const g719::PayloadLayout& layout) {
   zel_g719_parse_report_damage(self);
   zel_g719_parse_set_bitrate(self, layout.bitrate);
-  if (self->position_known) {
+  if (self->read_without_gap) {
     GST_OBJECT_LOCK(self);
     g719::add_payload(self->map, self->position, static_cast<guint32>(size),
                       layout.frames_complete);
     GST_OBJECT_UNLOCK(self);
   }
   self->position += size;
-  GST_BUFFER_DURATION(frame->buffer) = layout.frames_complete * FRAME_DURATION;
+  GST_BUFFER_DURATION(frame->buffer) = layout.frames_complete * g719::FRAME_DURATION;
   gst_base_parse_set_min_frame_size(GST_BASE_PARSE(self), g719::PAYLOAD_HEADER_BYTES);
   return gst_base_parse_finish_frame(GST_BASE_PARSE(self), frame, static_cast<gint>(size));
-}
-
-// What is asked for when there is too little. Every call sees again what the last one left, so each
-// shall see a good deal more of a long stretch without payloads.
-static guint zel_g719_parse_generous(gsize wanted_bytes) {
-  return static_cast<guint>(wanted_bytes + wanted_bytes / 4);
 }
 
 static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBaseParseFrame* frame,
@@ -183,10 +186,14 @@ static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBasePars
       layout = g719::parse_payload(bytes.data() + found.skipped_bytes, found.payload_bytes);
     }
   }
+  // Of what is behind those skipped.
+  const gsize needed = found.payload_bytes > 0 ? found.payload_bytes : found.wanted_bytes;
+  gst_base_parse_set_min_frame_size(base, static_cast<guint>(needed));
   if (found.skipped_bytes > 0) {
-    self->position += found.skipped_bytes;
-    self->passed_over += found.skipped_bytes;
-    *skipsize = static_cast<gint>(found.skipped_bytes);
+    const gsize skipped = std::min<gsize>(found.skipped_bytes, G_MAXINT);
+    self->position += skipped;
+    self->passed_over += skipped;
+    *skipsize = static_cast<gint>(skipped);
     const bool is_rest = GST_BASE_PARSE_DRAINING(base) && found.payload_bytes == 0;
     if (is_rest && self->bitrate != 0) zel_g719_parse_report_damage(self);
     return GST_FLOW_OK;
@@ -194,7 +201,6 @@ static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBasePars
   if (found.payload_bytes > 0) {
     return zel_g719_parse_finish_payload(self, frame, found.payload_bytes, layout);
   }
-  gst_base_parse_set_min_frame_size(base, zel_g719_parse_generous(found.wanted_bytes));
   return GST_FLOW_OK;
 }
 
@@ -207,9 +213,11 @@ static gboolean zel_g719_parse_convert(GstBaseParse* base, GstFormat src_format,
     const auto value = static_cast<guint64>(src_value);
     converted = TRUE;
     if (src_format == GST_FORMAT_BYTES && dest_format == GST_FORMAT_TIME) {
-      *dest_value = static_cast<gint64>(g719::frame_at_offset(*self->map, value) * FRAME_DURATION);
+      *dest_value =
+          static_cast<gint64>(g719::frame_at_offset(*self->map, value) * g719::FRAME_DURATION);
     } else if (src_format == GST_FORMAT_TIME && dest_format == GST_FORMAT_BYTES) {
-      *dest_value = static_cast<gint64>(g719::offset_of_frame(*self->map, value / FRAME_DURATION));
+      *dest_value =
+          static_cast<gint64>(g719::offset_of_frame(*self->map, value / g719::FRAME_DURATION));
     } else {
       converted = FALSE;
     }
@@ -219,11 +227,33 @@ static gboolean zel_g719_parse_convert(GstBaseParse* base, GstFormat src_format,
          gst_base_parse_convert_default(base, src_format, src_value, dest_format, dest_value);
 }
 
-// The base class complains of streams without payloads, unless they are pushed and hold nothing.
+// What comes next is in no connection with what came before.
+static void zel_g719_parse_forget_position(ZelG719Parse* self) {
+  self->position = GST_BUFFER_OFFSET_NONE;
+  gst_base_parse_set_min_frame_size(GST_BASE_PARSE(self), 1);
+}
+
 static gboolean zel_g719_parse_sink_event(GstBaseParse* base, GstEvent* event) {
   auto* self = ZEL_G719_PARSE(base);
-  if (GST_EVENT_TYPE(event) == GST_EVENT_EOS && self->is_empty) {
-    GST_ELEMENT_ERROR(self, STREAM, WRONG_TYPE, ("The stream is empty."), (nullptr));
+  switch (GST_EVENT_TYPE(event)) {
+    case GST_EVENT_STREAM_START:
+      gst_base_parse_drain(base);
+      zel_g719_parse_forget_position(self);
+      GST_OBJECT_LOCK(self);
+      self->map->clear();
+      GST_OBJECT_UNLOCK(self);
+      break;
+    case GST_EVENT_FLUSH_STOP:
+      zel_g719_parse_forget_position(self);
+      break;
+    case GST_EVENT_EOS:
+      // For a pushed stream without a byte the base class reports nothing, so we do.
+      if (self->is_empty) {
+        GST_ELEMENT_ERROR(self, STREAM, WRONG_TYPE, ("The stream is empty."), (nullptr));
+      }
+      break;
+    default:
+      break;
   }
   return GST_BASE_PARSE_CLASS(zel_g719_parse_parent_class)->sink_event(base, event);
 }
@@ -242,19 +272,26 @@ static gboolean zel_g719_parse_src_event(GstBaseParse* base, GstEvent* event) {
   gint64 start = 0;
   gint64 stop = 0;
   gst_event_parse_seek(event, &rate, &format, &flags, &start_type, &start, &stop_type, &stop);
+  GstClockTime interval = 0;
+  gst_event_parse_seek_trickmode_interval(event, &interval);
+  gint64 start_time = 0;
+  gint64 stop_time = -1;
   if (format == GST_FORMAT_BYTES &&
-      zel_g719_parse_convert(base, format, start, GST_FORMAT_TIME, &start) &&
-      (stop == -1 || zel_g719_parse_convert(base, format, stop, GST_FORMAT_TIME, &stop))) {
+      zel_g719_parse_convert(base, format, start, GST_FORMAT_TIME, &start_time) &&
+      (stop == -1 || zel_g719_parse_convert(base, format, stop, GST_FORMAT_TIME, &stop_time))) {
     format = GST_FORMAT_TIME;
+    start = start_time;
+    stop = stop_time;
   }
   flags = static_cast<GstSeekFlags>(flags | GST_SEEK_FLAG_ACCURATE);
   GstEvent* accurate = gst_event_new_seek(rate, format, flags, start_type, start, stop_type, stop);
+  gst_event_set_seek_trickmode_interval(accurate, interval);
   gst_event_set_seqnum(accurate, gst_event_get_seqnum(event));
   gst_event_unref(event);
   return parent_class->src_event(base, accurate);
 }
 
-// The base class looks at the length of the stream now and then, which may be after the question.
+// The base class may not know the length yet: ask upstream each time.
 static gboolean zel_g719_parse_src_query(GstBaseParse* base, GstQuery* query) {
   GstFormat format = GST_FORMAT_UNDEFINED;
   gint64 bytes = 0;
