@@ -52,11 +52,11 @@ Belief judge_hidden_headers(const std::uint8_t* bytes, std::size_t size, bool at
   const std::uint8_t header[] = {last.toc, last.count};
   if (last.toc == 0 || is_same_header(bytes + start, header)) return {false, 0};
   const std::size_t end = std::min(start + promised_payload_bytes(bytes + start), size);
-  std::size_t& i = *seen;
-  for (i = std::max(i, start + PAYLOAD_HEADER_BYTES); i + PAYLOAD_HEADER_BYTES <= end; ++i) {
-    if (!is_same_header(bytes + i, header)) continue;
-    const Belief belief = judge_header(bytes + i, size - i, at_end, last.toc);
-    if (belief.wanted_bytes > 0) return {false, i - start + belief.wanted_bytes};
+  for (*seen = std::max(*seen, start + PAYLOAD_HEADER_BYTES); *seen + PAYLOAD_HEADER_BYTES <= end;
+       ++*seen) {
+    if (!is_same_header(bytes + *seen, header)) continue;
+    const Belief belief = judge_header(bytes + *seen, size - *seen, at_end, last.toc);
+    if (belief.wanted_bytes > 0) return {false, *seen - start + belief.wanted_bytes};
     if (belief.is_believed) return belief;
   }
   return {false, 0};
