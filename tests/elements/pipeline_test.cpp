@@ -144,13 +144,22 @@ TEST(Pipeline, SeeksInAnHourOfPayloads) {
     gst_element_get_state(pipeline, nullptr, nullptr, GST_CLOCK_TIME_NONE);
     std::mt19937 random(1);
     for (int i = 0; i < 100; i++) {
-      const GstClockTime start = random() % (unbroken.back().first / 1000) * 1000;
-      const GstClockTime stop = start + 70 * GST_MSECOND;
+      gint64 start = random() % (unbroken.back().first / 1000) * 1000;
+      gint64 stop = start + 70 * GST_MSECOND, from = start, to = stop;
+      // The last ten, where most of the file is known, by bytes: these mean borders of payloads.
+      const GstFormat format = i < 90 ? GST_FORMAT_TIME : GST_FORMAT_BYTES;
+      for (const auto& [time, place] : {std::pair(&start, &from), std::pair(&stop, &to)}) {
+        if (i < 90) continue;
+        const Buffer at(*time -= *time / 4, "\xff");
+        gst_element_query_convert(pipeline, GST_FORMAT_TIME, *time, format, place);
+        gst_element_query_convert(pipeline, format, *place, GST_FORMAT_TIME, time);
+        EXPECT_EQ(*time, std::prev(std::upper_bound(unbroken.begin(), unbroken.end(), at))->first);
+      }
       const bool is_segment = is_pulled && i % 2 == 0;
       const int flags = GST_SEEK_FLAG_FLUSH | (is_segment ? GST_SEEK_FLAG_SEGMENT : 0) |
                         (i % 3 == 0 ? GST_SEEK_FLAG_KEY_UNIT : 0);
-      EXPECT_TRUE(gst_element_seek(pipeline, 1.0, GST_FORMAT_TIME, static_cast<GstSeekFlags>(flags),
-                                   GST_SEEK_TYPE_SET, start, GST_SEEK_TYPE_SET, stop));
+      EXPECT_TRUE(gst_element_seek(pipeline, 1.0, format, static_cast<GstSeekFlags>(flags),
+                                   GST_SEEK_TYPE_SET, from, GST_SEEK_TYPE_SET, to));
       const Buffer before(start, "\xff"), behind(stop, "");
       const std::vector<Buffer> expected(
           std::upper_bound(unbroken.begin(), unbroken.end(), before) - 1,

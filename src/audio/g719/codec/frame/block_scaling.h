@@ -21,14 +21,8 @@ inline void shift_left(Word32* values, int count, int shift) {
   }
 }
 
-// Down, or with a negative shift up, which saturates.
 inline void shift_right(Word32* values, int count, int shift) {
-  if (shift < 0) {
-    const auto up = static_cast<Word16>(-shift);
-    for (int i = 0; i < count; ++i) values[i] = L_shl(values[i], up);
-  } else {
-    for (int i = 0; i < count; ++i) values[i] >>= shift;
-  }
+  for (int i = 0; i < count; ++i) values[i] >>= shift;
 }
 
 }  // namespace g719
