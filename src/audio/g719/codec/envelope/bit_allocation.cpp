@@ -56,9 +56,9 @@ void squeeze(int* region) {
   const int low = *std::min_element(region, region + NUM_REGIONS);
   const int high = *std::max_element(region, region + NUM_REGIONS);
   const int shift = norm_s(static_cast<Word16>(high - low)) - 13;
-  for (int r = 0; r < NUM_REGIONS; ++r) {
-    region[r] = shl(static_cast<Word16>(region[r] - low), static_cast<Word16>(shift));
-  }
+  const int up = std::max(shift, 0);
+  const int down = std::max(-shift, 0);
+  for (int r = 0; r < NUM_REGIONS; ++r) region[r] = (region[r] - low) << up >> down;
 }
 
 // The ranks of each weight, so that no step has to search for the largest one.

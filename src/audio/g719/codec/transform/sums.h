@@ -53,11 +53,11 @@ struct SaturatingSums {
 inline bool sums_fit(const Word32* x, int points) {
   constexpr int UNIT = 10;  // magnitudes are added in units of 2^10, rounded up
   Word32 largest = 0;
-  Word32 total = 0;
+  Word32 total = FRAME_SAMPLES;
   for (int n = 0; n < FRAME_SAMPLES; ++n) {
     const Word32 magnitude = x[n] ^ (x[n] >> 31);  // one less for negative values
     largest = std::max(largest, magnitude);
-    total += (magnitude >> UNIT) + 1;
+    total += magnitude >> UNIT;
   }
   return largest <= FRAME_SAMPLES / points << 22 || total < 2'900'000'000 >> UNIT;
 }
