@@ -19,8 +19,8 @@ void decode_received(const std::uint8_t* bytes, g719_decoder_state* state) {
   constexpr int INVERSE_HEADROOM = 7;  // bits that the inverse transform needs above the largest
   Word32* spectrum = state->previous_spectrum;
   decode_spectrum(&fields, spectrum);
-  const int block_shift = headroom(spectrum, FRAME_SAMPLES) - INVERSE_HEADROOM;
-  shift_left(spectrum, FRAME_SAMPLES, block_shift);
+  const int block_shift = headroom(spectrum, NUM_CODED_COEFS) - INVERSE_HEADROOM;
+  shift_left(spectrum, NUM_CODED_COEFS, block_shift);  // those above are 0
   if (fields.transient) deinterleave_transient_spectrum(spectrum);
 
   state->previous_spectrum_shift = static_cast<Word16>(block_shift);
