@@ -61,7 +61,7 @@ TEST(Pipeline, RecordedStreams) {
     ASSERT_EQ(decoded.times.size(), 50U);
     for (const char* source :
          {"blocksize=1 ! queue", "blocksize=7 ! queue", "blocksize=1000 ! queue",
-          "blocksize=65536 ! queue", "blocksize=4096"}) {
+          "blocksize=4096 ! queue", "blocksize=65536 ! queue", "blocksize=4096"}) {
       const std::string parse = "filesrc location=" + coded + " " + source + " ! zelg719parse";
       const Output parsed = finish(play(parse));
       EXPECT_TRUE(parsed.bytes == contents(coded) && parsed.times == decoded.times) << source;
