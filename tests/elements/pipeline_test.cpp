@@ -149,7 +149,7 @@ TEST(Pipeline, SeeksInAnHourOfPayloads) {
       // The last ten, where most of the file is known, by bytes: these mean borders of payloads.
       const GstFormat format = i < 90 ? GST_FORMAT_TIME : GST_FORMAT_BYTES;
       for (const auto& [time, place] : {std::pair(&start, &from), std::pair(&stop, &to)}) {
-        if (i < 90) continue;
+        if (format == GST_FORMAT_TIME) continue;
         const Buffer at(*time -= *time / 4, "\xff");
         gst_element_query_convert(pipeline, GST_FORMAT_TIME, *time, format, place);
         gst_element_query_convert(pipeline, format, *place, GST_FORMAT_TIME, time);

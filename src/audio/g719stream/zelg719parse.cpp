@@ -144,9 +144,9 @@ static void zel_g719_parse_tag(ZelG719Parse* self, gint32 bitrate) {
 static void zel_g719_parse_set_bitrate(ZelG719Parse* self, gint32 bitrate) {
   if (bitrate == self->bitrate) return;
   zel_g719_parse_tag(self, bitrate);
-  GstCaps* caps =
-      gst_caps_new_simple("audio/G719", "rate", G_TYPE_INT, 48000, "channels", G_TYPE_INT, 1,
-                          "bitrate", G_TYPE_INT, bitrate, "framed", G_TYPE_BOOLEAN, TRUE, nullptr);
+  GstCaps* caps = gst_caps_new_simple("audio/G719", "rate", G_TYPE_INT, G719_SAMPLE_RATE,
+                                      "channels", G_TYPE_INT, 1, "bitrate", G_TYPE_INT, bitrate,
+                                      "framed", G_TYPE_BOOLEAN, TRUE, nullptr);
   if (gst_pad_set_caps(GST_BASE_PARSE_SRC_PAD(self), caps)) self->bitrate = bitrate;
   gst_caps_unref(caps);
 }

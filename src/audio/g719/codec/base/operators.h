@@ -15,7 +15,6 @@ namespace g719 {
 inline constexpr Word16 MAX_16 = 32767;
 inline constexpr Word16 MIN_16 = -32768;
 inline constexpr Word32 MAX_32 = 2147483647;
-inline constexpr Word32 MIN_32 = -MAX_32 - 1;
 
 // The low 32 bits of an unsigned sum or product, read as signed.
 constexpr Word32 wrapped(std::uint32_t bits) { return static_cast<Word32>(bits); }
@@ -66,7 +65,7 @@ constexpr Word32 L_sub(Word32 a, Word32 b) {
 constexpr Word32 L_negate(Word32 a) { return -(a < -MAX_32 ? -MAX_32 : a); }
 constexpr Word32 L_abs(Word32 a) {
   const std::uint32_t sign = bits_of(a >> 31);
-  const std::uint32_t magnitude = (bits_of(a) ^ sign) - sign;  // 2^31 for MIN_32
+  const std::uint32_t magnitude = (bits_of(a) ^ sign) - sign;  // 2^31 for -2^31
   return wrapped(magnitude - (magnitude >> 31));
 }
 

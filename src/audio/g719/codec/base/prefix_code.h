@@ -1,7 +1,6 @@
 // Complete prefix codes with words of up to 7 bits.
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 

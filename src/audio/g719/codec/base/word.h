@@ -12,7 +12,6 @@ using Word16 = std::int16_t;
 using Word32 = std::int32_t;
 
 inline constexpr int FRAME_SAMPLES = G719_FRAME_SAMPLES;
-inline constexpr int MAX_FRAME_BITS = G719_MAX_FRAME_BITS;
 inline constexpr int MAX_FRAME_BYTES = G719_MAX_FRAME_BYTES;
 
 }  // namespace g719
