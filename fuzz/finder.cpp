@@ -1,6 +1,6 @@
 // The same payloads are found in any stream however it comes, no byte twice. The first byte chooses
 // the size of the blocks.
-#include "payload_finder.h"
+#include "payload/payload_finder.h"
 
 #include "input.h"
 

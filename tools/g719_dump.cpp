@@ -12,8 +12,8 @@
 
 #include "frame/frame_fields.h"
 #include "lattice/codebook.h"
-#include "payload.h"
-#include "payload_finder.h"
+#include "payload/payload.h"
+#include "payload/payload_finder.h"
 
 namespace {
 
@@ -146,19 +146,18 @@ void dump_frame(const std::uint8_t* frame, int frame_bytes, std::size_t offset,
   progress->frames++;
 }
 
-void dump_payload(const std::uint8_t* payload, std::size_t size, std::size_t offset,
+void dump_payload(const std::uint8_t* bytes, std::size_t size, std::size_t offset,
                   const Options& options, Progress* progress) {
-  const g719::PayloadLayout layout = g719::parse_payload(payload, size);
-  for (std::uint32_t i = 0; i < layout.frames_complete; ++i) {
-    const std::size_t start = g719::PAYLOAD_HEADER_BYTES + i * layout.frame_bytes;
-    dump_frame(payload + start, static_cast<int>(layout.frame_bytes), offset + start, options,
-               progress);
+  const g719::Payload payload = g719::read_payload(bytes, size);
+  for (int i = 0; i < payload.frames_complete; ++i) {
+    const std::size_t start = g719::frame_offset(payload, i);
+    dump_frame(bytes + start, payload.frame_bytes, offset + start, options, progress);
   }
-  if (layout.frames_complete < layout.frames_promised) {
+  if (payload.frames_complete < payload.header.blocks) {
     report_damage(offset,
                   "the payload is cut: " + std::to_string(size) + " bytes hold " +
-                      std::to_string(layout.frames_complete) + " of " +
-                      std::to_string(layout.frames_promised) + " frames",
+                      std::to_string(payload.frames_complete) + " of " +
+                      std::to_string(payload.header.blocks) + " frames",
                   progress);
   }
 }

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "g719.h"
-#include "payload.h"
+#include "payload/payload.h"
 
 namespace {
 
@@ -46,15 +46,14 @@ void decode_frame(const std::uint8_t* frame, Decoder* decoder) {
 bool decode_stream(const std::vector<std::uint8_t>& bytes, Decoder* decoder) {
   std::size_t position = 0;
   while (position + g719::PAYLOAD_HEADER_BYTES <= bytes.size()) {
-    const std::uint8_t* payload = &bytes[position];
-    const auto layout = g719::parse_payload(payload, bytes.size() - position);
-    if (decoder->instance == nullptr) decoder->instance.reset(g719_decoder_create(layout.bitrate));
-    if (decoder->instance == nullptr || decoder->instance->bitrate != layout.bitrate) return false;
-    position += g719::PAYLOAD_HEADER_BYTES;
-    for (std::uint32_t i = 0; i < layout.frames_complete; ++i, position += layout.frame_bytes) {
-      decode_frame(&bytes[position], decoder);
+    const auto payload = g719::read_payload(&bytes[position], bytes.size() - position);
+    if (decoder->instance == nullptr) decoder->instance.reset(g719_decoder_create(payload.bitrate));
+    if (decoder->instance == nullptr || decoder->instance->bitrate != payload.bitrate) return false;
+    for (int i = 0; i < payload.frames_complete; ++i) {
+      decode_frame(&bytes[position + g719::frame_offset(payload, i)], decoder);
     }
-    if (layout.frames_complete < layout.frames_promised) break;
+    position += g719::frame_offset(payload, payload.frames_complete);
+    if (payload.frames_complete < payload.header.blocks) break;
   }
   return position == bytes.size();
 }

@@ -8,7 +8,7 @@
 #include <set>
 #include <sstream>
 
-#include "payload_finder.h"
+#include "payload/payload_finder.h"
 #include "support.h"
 
 namespace {

@@ -6,10 +6,12 @@
 
 #include <cstring>
 
-#include "payload.h"
+#include "g719.h"
+
+inline constexpr gsize FRAME_PCM_BYTES = G719_FRAME_SAMPLES * sizeof(gint16);
 
 inline void read_samples(const guint8* pcm, gint16* samples) {
-  std::memcpy(samples, pcm, g719::FRAME_PCM_BYTES);
+  std::memcpy(samples, pcm, FRAME_PCM_BYTES);
   for (int i = 0; i < G719_FRAME_SAMPLES; i++) samples[i] = GINT16_FROM_LE(samples[i]);
 }
 

@@ -14,7 +14,7 @@
       .name = #NAME,                                                                               \
       .description = (DESCRIPTION),                                                                \
       .plugin_init = (INIT),                                                                       \
-      .version = "1.0.20",                                                                         \
+      .version = PLUGIN_VERSION,                                                                   \
       .license = "Proprietary",                                                                    \
       .source = "Zelkor",                                                                          \
       .package = "GStreamer",                                                                      \

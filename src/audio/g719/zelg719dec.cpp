@@ -14,9 +14,10 @@
  */
 #include "zelg719dec.h"
 
+#include "caps.h"
 #include "g719.h"
 #include "mapped_buffer.h"
-#include "payload.h"
+#include "payload/payload.h"
 #include "pcm.h"
 
 struct _ZelG719Dec {
@@ -126,42 +127,41 @@ static void zel_g719_dec_log_no_frame_size(ZelG719Dec* self, gint32 L) {
 // Says when a payload is too short or too long for its frames. The application hears of bytes
 // behind them once, and only from streams without timestamps, as those of files are.
 static void zel_g719_dec_check_size(ZelG719Dec* self, const GstBuffer* input, gsize size,
-                                    const g719::PayloadLayout& layout) {
-  if (layout.frames_complete < layout.frames_promised) {
-    GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %u of %u frames", size,
-                       layout.frames_complete, layout.frames_promised);
+                                    const g719::Payload& payload) {
+  if (payload.frames_complete < payload.header.blocks) {
+    GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %d of %d frames", size,
+                       payload.frames_complete, payload.header.blocks);
   }
-  if (layout.bytes_behind > 0 && !GST_BUFFER_PTS_IS_VALID(input) && !self->parser_hinted) {
+  if (payload.bytes_behind > 0 && !GST_BUFFER_PTS_IS_VALID(input) && !self->parser_hinted) {
     self->parser_hinted = TRUE;
     GST_ELEMENT_WARNING(
         self, STREAM, FORMAT,
         ("%" G_GSIZE_FORMAT " bytes behind a payload of %" G_GSIZE_FORMAT " bytes are ignored. %s",
-         layout.bytes_behind, size - layout.bytes_behind, PARSER_HINT),
+         payload.bytes_behind, size - payload.bytes_behind, PARSER_HINT),
         (nullptr));
   }
 }
 
-// Decodes the complete frames of a payload: straight into `pcm` where it can hold samples.
-static void zel_g719_dec_decode_frames(ZelG719Dec* self, const guint8* frame,
-                                       const g719::PayloadLayout& layout, guint8* pcm) {
+// Decodes the complete frames of the payload at `bytes`: straight into `pcm` where it can hold
+// samples.
+static void zel_g719_dec_decode_frames(ZelG719Dec* self, const guint8* bytes,
+                                       const g719::Payload& payload, guint8* pcm) {
   const bool straight = holds_samples(pcm);
   gint16 bounce[G719_FRAME_SAMPLES];
-  for (guint i = 0; i < layout.frames_complete; i++) {
-    GST_LOG_OBJECT(self, "Decoding frame %u/%u", i + 1, layout.frames_complete);
+  for (gint i = 0; i < payload.frames_complete; i++) {
+    GST_LOG_OBJECT(self, "Decoding frame %u/%u", i + 1, payload.frames_complete);
     gint16* samples = straight ? static_cast<gint16*>(static_cast<void*>(pcm)) : bounce;
-    g719_decoder_decode(self->decoder, frame, samples, 0);
+    g719_decoder_decode(self->decoder, bytes + g719::frame_offset(payload, i), samples, 0);
     if (!straight) write_samples(bounce, pcm);
-    frame += layout.frame_bytes;
-    pcm += g719::FRAME_PCM_BYTES;
+    pcm += FRAME_PCM_BYTES;
   }
 }
 
-// Turns the complete frames of a payload, at least one, into a new buffer of audio.
-static GstFlowReturn zel_g719_dec_decode_payload(ZelG719Dec* self, const guint8* frames,
-                                                 const g719::PayloadLayout& layout,
-                                                 GstBuffer** audio) {
+// Turns the complete frames of the payload at `bytes`, at least one, into a new buffer of audio.
+static GstFlowReturn zel_g719_dec_decode_payload(ZelG719Dec* self, const guint8* bytes,
+                                                 const g719::Payload& payload, GstBuffer** audio) {
   *audio = gst_audio_decoder_allocate_output_buffer(GST_AUDIO_DECODER(self),
-                                                    layout.frames_complete * g719::FRAME_PCM_BYTES);
+                                                    payload.frames_complete * FRAME_PCM_BYTES);
   if (*audio == nullptr) {
     GST_WARNING_OBJECT(self, "failed to allocate buffer");
     return GST_FLOW_ERROR;
@@ -172,7 +172,7 @@ static GstFlowReturn zel_g719_dec_decode_payload(ZelG719Dec* self, const guint8*
                       (nullptr));
     return GST_FLOW_ERROR;
   }
-  zel_g719_dec_decode_frames(self, frames, layout, pcm.data());
+  zel_g719_dec_decode_frames(self, bytes, payload, pcm.data());
   GST_LOG_OBJECT(self, "Finished decoding");
   return GST_FLOW_OK;
 }
@@ -180,39 +180,37 @@ static GstFlowReturn zel_g719_dec_decode_payload(ZelG719Dec* self, const guint8*
 // Reads a payload. `audio` stays null where the payload has none to give.
 static GstFlowReturn zel_g719_dec_read_payload(ZelG719Dec* self, GstBuffer* input,
                                                GstBuffer** audio) {
-  const MappedBuffer payload(input, GST_MAP_READ);
-  if (!payload) {
+  const MappedBuffer bytes(input, GST_MAP_READ);
+  if (!bytes) {
     GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Could not map the payload."), (nullptr));
     return GST_FLOW_ERROR;
   }
-  if (payload.size() < g719::PAYLOAD_HEADER_BYTES) {
+  if (bytes.size() < g719::PAYLOAD_HEADER_BYTES) {
     GST_WARNING_OBJECT(self, "payload without a whole header: %" G_GSIZE_FORMAT " bytes",
-                       payload.size());
+                       bytes.size());
     return GST_FLOW_OK;
   }
-  const guint8 toc = payload.data()[0];
-  if (g719::toc_has_follower(toc)) {
+  const g719::Payload payload = g719::read_payload(bytes.data(), bytes.size());
+  if (payload.header.has_follower) {
     GST_ERROR_OBJECT(self, "Oh NO! More then one ToC. Not supported!");
     GST_ELEMENT_ERROR(self, STREAM, DECODE, ("A payload has more than one ToC byte."),
                       (GST_BUFFER_PTS_IS_VALID(input) ? nullptr : PARSER_HINT));
     return GST_FLOW_ERROR;
   }
-  const g719::PayloadLayout layout = g719::parse_payload(payload.data(), payload.size());
-  if (layout.frame_bytes == 0) {
-    zel_g719_dec_log_no_frame_size(self, g719::length_code_of_toc(toc));
+  if (payload.frame_bytes == 0) {
+    zel_g719_dec_log_no_frame_size(self, payload.header.length_code);
     return GST_FLOW_OK;
   }
 
   GST_DEBUG_OBJECT(self, "Parsed ToC: bytes-per-frame: %u, bitrate=%d, frames: %u",
-                   layout.frame_bytes, layout.bitrate, layout.frames_promised);
-  if (!zel_g719_dec_init_decoder(self, layout.bitrate)) return GST_FLOW_ERROR;
-  zel_g719_dec_check_size(self, input, payload.size(), layout);
-  GST_LOG_OBJECT(self, "we have %u frames, %u in, %u out", layout.frames_complete,
-                 layout.frames_complete * layout.frame_bytes,
-                 layout.frames_complete * static_cast<guint>(g719::FRAME_PCM_BYTES));
-  if (layout.frames_complete == 0) return GST_FLOW_OK;
-  return zel_g719_dec_decode_payload(self, payload.data() + g719::PAYLOAD_HEADER_BYTES, layout,
-                                     audio);
+                   payload.frame_bytes, payload.bitrate, payload.header.blocks);
+  if (!zel_g719_dec_init_decoder(self, payload.bitrate)) return GST_FLOW_ERROR;
+  zel_g719_dec_check_size(self, input, bytes.size(), payload);
+  GST_LOG_OBJECT(self, "we have %u frames, %u in, %u out", payload.frames_complete,
+                 payload.frames_complete * payload.frame_bytes,
+                 payload.frames_complete * static_cast<guint>(FRAME_PCM_BYTES));
+  if (payload.frames_complete == 0) return GST_FLOW_OK;
+  return zel_g719_dec_decode_payload(self, bytes.data(), payload, audio);
 }
 
 static GstFlowReturn zel_g719_dec_handle_frame(GstAudioDecoder* base, GstBuffer* input) {

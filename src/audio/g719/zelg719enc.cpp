@@ -13,9 +13,10 @@
  */
 #include "zelg719enc.h"
 
+#include "caps.h"
 #include "g719.h"
 #include "mapped_buffer.h"
-#include "payload.h"
+#include "payload/payload.h"
 #include "pcm.h"
 #include "platform/zelg719bitrate.h"
 
@@ -173,12 +174,16 @@ static gboolean zel_g719_enc_set_format(GstAudioEncoder* base, GstAudioInfo*) {
   return flow == GST_FLOW_OK;
 }
 
+// Of each payload: one frame at the instance's bitrate.
+static g719::TocEntry zel_g719_enc_header(ZelG719Enc* self) {
+  return {false, g719::length_code_of_bitrate(self->encoder->bitrate), 1};
+}
+
 // Writes the payload of the frame at `pcm`.
 static void zel_g719_enc_write_payload(ZelG719Enc* self, const guint8* pcm, guint8* payload) {
   gint16 samples[G719_FRAME_SAMPLES];
   read_samples(pcm, samples);
-  payload[0] = g719::toc_of_bitrate(self->encoder->bitrate);
-  payload[1] = 1;
+  g719::write_toc_entry(zel_g719_enc_header(self), payload);
   g719_encoder_encode(self->encoder, samples, payload + g719::PAYLOAD_HEADER_BYTES);
 }
 
@@ -192,9 +197,8 @@ static GstFlowReturn zel_g719_enc_encode_frame(ZelG719Enc* self, GstBuffer* inpu
   }
   GST_LOG_OBJECT(self, "Received buffer of size %" G_GSIZE_FORMAT, pcm.size());
 
-  const gint32 frame_bytes = g719::frame_bytes_of_bitrate(self->encoder->bitrate);
   *output = gst_audio_encoder_allocate_output_buffer(
-      GST_AUDIO_ENCODER(self), g719::PAYLOAD_HEADER_BYTES + static_cast<gsize>(frame_bytes));
+      GST_AUDIO_ENCODER(self), g719::payload_bytes(zel_g719_enc_header(self)));
   if (*output == nullptr) {
     GST_DEBUG_OBJECT(self, "failed to alloc buffer");
     return GST_FLOW_ERROR;

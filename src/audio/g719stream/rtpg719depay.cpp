@@ -16,7 +16,7 @@
 
 #include <gst/rtp/gstrtpbuffer.h>
 
-#include "payload.h"
+#include "g719.h"
 
 struct _RtpG719Depay {
   GstRTPBaseDepayload parent;

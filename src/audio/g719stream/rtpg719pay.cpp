@@ -20,13 +20,13 @@
 
 #include <algorithm>
 
-#include "payload.h"
+#include "caps.h"
+#include "payload/payload.h"
 
 struct _RtpG719Pay {
   GstRTPBasePayload parent;
   GstAdapter* pending;   // frames that have not been sent
-  guint8 toc;            // of each of them; 0 before the first
-  gint frame_bytes;      // of each of them; read by queries from other threads
+  gint length_code;      // of each of them; 0 before the first. Read by queries from other threads
   GstClockTime pts;      // of the first of them; without any, of the frame that is due
   guint64 sample;        // number of its first sample
   gboolean is_at_start;  // no packet was sent yet, or none since a gap
@@ -104,6 +104,11 @@ static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps*) {
   return is_set;
 }
 
+// Of the pending frames; 0 before the first.
+static gsize rtp_g719_pay_frame_bytes(RtpG719Pay* self) {
+  return g719::frame_bytes_of_length_code(g_atomic_int_get(&self->length_code));
+}
+
 // How many frames a packet takes: from `least` to `most`, and a multiple of `multiple`.
 struct PacketFrames {
   guint64 least, most, multiple;
@@ -116,7 +121,7 @@ static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
   if (base->max_ptime >= 0) {
     frames.most = std::min<guint64>(frames.most, base->max_ptime / g719::FRAME_DURATION);
   }
-  const gsize frame_bytes = g_atomic_int_get(&self->frame_bytes);
+  const gsize frame_bytes = rtp_g719_pay_frame_bytes(self);
   if (frame_bytes > 0) {
     const gsize room = gst_rtp_buffer_calc_payload_len(base->mtu, 0, 0);
     frames.most = std::min<guint64>(frames.most, (room - g719::PAYLOAD_HEADER_BYTES) / frame_bytes);
@@ -137,16 +142,17 @@ static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
 }
 
 // How many frames the mtu allows may change how long they wait for one another.
-static void rtp_g719_pay_set_frame_bytes(RtpG719Pay* self, gint frame_bytes) {
+static void rtp_g719_pay_set_length_code(RtpG719Pay* self, gint length_code) {
   const guint64 least = rtp_g719_pay_packet_frames(self).least;
-  g_atomic_int_set(&self->frame_bytes, frame_bytes);
+  g_atomic_int_set(&self->length_code, length_code);
   if (rtp_g719_pay_packet_frames(self).least != least) {
     gst_element_post_message(GST_ELEMENT(self), gst_message_new_latency(GST_OBJECT(self)));
   }
 }
 
 static guint64 rtp_g719_pay_pending_frames(RtpG719Pay* self) {
-  return self->frame_bytes == 0 ? 0 : gst_adapter_available(self->pending) / self->frame_bytes;
+  const gsize frame_bytes = rtp_g719_pay_frame_bytes(self);
+  return frame_bytes == 0 ? 0 : gst_adapter_available(self->pending) / frame_bytes;
 }
 
 // Sends the first `frames` of the pending ones.
@@ -156,14 +162,13 @@ static GstFlowReturn rtp_g719_pay_send_packet(RtpG719Pay* self, guint64 frames) 
       gst_rtp_base_payload_allocate_output_buffer(base, g719::PAYLOAD_HEADER_BYTES, 0, 0);
   GstRTPBuffer rtp = GST_RTP_BUFFER_INIT;
   gst_rtp_buffer_map(packet, GST_MAP_WRITE, &rtp);
-  auto* header = static_cast<guint8*>(gst_rtp_buffer_get_payload(&rtp));
-  header[0] = self->toc;
-  header[1] = static_cast<guint8>(frames);
+  const g719::TocEntry header = {false, self->length_code, static_cast<int>(frames)};
+  g719::write_toc_entry(header, static_cast<guint8*>(gst_rtp_buffer_get_payload(&rtp)));
   gst_rtp_buffer_set_marker(&rtp, self->is_at_start);
   gst_rtp_buffer_unmap(&rtp);
 
   packet = gst_buffer_append(
-      packet, gst_adapter_take_buffer_fast(self->pending, frames * self->frame_bytes));
+      packet, gst_adapter_take_buffer_fast(self->pending, g719::promised_bytes(header)));
   GST_BUFFER_PTS(packet) = self->pts;
   GST_BUFFER_DURATION(packet) = frames * g719::FRAME_DURATION;
   // The base class makes RTP timestamps of it. They count samples, whatever the timestamps of a
@@ -200,7 +205,7 @@ static guint64 rtp_g719_pay_samples_between(GstClockTime from, GstClockTime to) 
 
 // Sends what does not share a packet with the payload in `buffer`, and follows its timestamp. Where
 // it is off by half a frame or more, something is missing.
-static GstFlowReturn rtp_g719_pay_follow(RtpG719Pay* self, GstBuffer* buffer, guint8 toc) {
+static GstFlowReturn rtp_g719_pay_follow(RtpG719Pay* self, GstBuffer* buffer, gint length_code) {
   const GstClockTime pts = GST_BUFFER_PTS(buffer);
   const guint64 pending = rtp_g719_pay_pending_frames(self);
   GstClockTime due = self->pts;
@@ -211,7 +216,7 @@ static GstFlowReturn rtp_g719_pay_follow(RtpG719Pay* self, GstBuffer* buffer, gu
   const bool is_after_gap = is_off || GST_BUFFER_IS_DISCONT(buffer);
 
   GstFlowReturn flow = GST_FLOW_OK;
-  if (is_after_gap || toc != self->toc) flow = rtp_g719_pay_send(self, true);
+  if (is_after_gap || length_code != self->length_code) flow = rtp_g719_pay_send(self, true);
   if (is_off) self->sample += rtp_g719_pay_samples_between(self->pts, pts);
   if (is_after_gap) self->is_at_start = TRUE;
   if (GST_CLOCK_TIME_IS_VALID(pts) && rtp_g719_pay_pending_frames(self) == 0) self->pts = pts;
@@ -219,35 +224,35 @@ static GstFlowReturn rtp_g719_pay_follow(RtpG719Pay* self, GstBuffer* buffer, gu
 }
 
 // Reads the header of a payload; all zero where it has none that names a frame size.
-static g719::PayloadLayout rtp_g719_pay_read_header(GstBuffer* buffer, guint8* toc) {
+static g719::Payload rtp_g719_pay_read_header(GstBuffer* buffer) {
   guint8 header[g719::PAYLOAD_HEADER_BYTES] = {};
   gst_buffer_extract(buffer, 0, header, sizeof header);
   const gsize size = gst_buffer_get_size(buffer);
-  if (size < sizeof header || g719::toc_has_follower(header[0])) return {};
-  *toc = header[0] & 0x7C;
-  return g719::parse_payload(header, size);
+  if (size < sizeof header) return {};
+  const g719::Payload payload = g719::read_payload(header, size);
+  return payload.header.has_follower || payload.frame_bytes == 0 ? g719::Payload{} : payload;
 }
 
 static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuffer* buffer) {
   auto* self = RTP_G719_PAY(base);
-  guint8 toc = 0;
-  const g719::PayloadLayout layout = rtp_g719_pay_read_header(buffer, &toc);
-  if (layout.frames_complete == 0 || layout.frames_complete < layout.frames_promised) {
-    GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %u of %u frames",
-                       gst_buffer_get_size(buffer), layout.frames_complete, layout.frames_promised);
+  const g719::Payload payload = rtp_g719_pay_read_header(buffer);
+  if (payload.frames_complete == 0 || payload.frames_complete < payload.header.blocks) {
+    GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %d of %d frames",
+                       gst_buffer_get_size(buffer), payload.frames_complete, payload.header.blocks);
   }
   GstFlowReturn flow = GST_FLOW_OK;
-  if (layout.frames_complete > 0) flow = rtp_g719_pay_follow(self, buffer, toc);
-  if (layout.frames_complete == 0 || flow != GST_FLOW_OK) {
+  if (payload.frames_complete > 0) {
+    flow = rtp_g719_pay_follow(self, buffer, payload.header.length_code);
+  }
+  if (payload.frames_complete == 0 || flow != GST_FLOW_OK) {
     gst_buffer_unref(buffer);
     return flow;
   }
 
-  self->toc = toc;
-  rtp_g719_pay_set_frame_bytes(self, static_cast<gint>(layout.frame_bytes));
+  rtp_g719_pay_set_length_code(self, payload.header.length_code);
   buffer = gst_buffer_make_writable(buffer);
   gst_buffer_resize(buffer, g719::PAYLOAD_HEADER_BYTES,
-                    static_cast<gssize>(layout.frames_complete) * layout.frame_bytes);
+                    static_cast<gssize>(payload.frames_complete) * payload.frame_bytes);
   gst_adapter_push(self->pending, buffer);
   return rtp_g719_pay_send(self, false);
 }

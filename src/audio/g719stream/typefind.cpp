@@ -2,19 +2,20 @@
 
 #include <algorithm>
 
-#include "payload.h"
+#include "caps.h"
+#include "payload/payload.h"
 
 // A stream of payloads has no mark of its own: it is known by headers that are alike, each standing
 // where the payload before ends.
 static constexpr int HEADERS_IN_A_ROW = 4;
-static constexpr guint MAX_FRAMES = 16;  // more, and the headers are too far apart to be looked for
+static constexpr gint MAX_FRAMES = 16;  // more, and the headers are too far apart to be looked for
 
 // Text, tables and silent samples are full of equal bytes or pairs of bytes, and no frame is.
-static bool holds_frames(const guint8* frames, const g719::PayloadLayout& layout) {
-  for (guint i = 0; i < layout.frames_promised; i++) {
-    const guint8* frame = frames + i * layout.frame_bytes;
+static bool holds_frames(const guint8* bytes, const g719::Payload& payload) {
+  for (gint i = 0; i < payload.header.blocks; i++) {
+    const guint8* frame = bytes + g719::frame_offset(payload, i);
     // Each byte is the one before the last.
-    if (std::equal(frame + 2, frame + layout.frame_bytes, frame)) return false;
+    if (std::equal(frame + 2, frame + payload.frame_bytes, frame)) return false;
   }
   return true;
 }
@@ -22,18 +23,20 @@ static bool holds_frames(const guint8* frames, const g719::PayloadLayout& layout
 // Four equal headers are 48 bits that no chance brings about, while the finders that mistake frames
 // for video go by one start code of 24 or 32. Hence more certain than those.
 static void find_type(GstTypeFind* find, gpointer caps) {
-  const guint8* header = gst_type_find_peek(find, 0, g719::PAYLOAD_HEADER_BYTES);
-  if (header == nullptr || g719::toc_has_follower(header[0])) return;
-  const g719::PayloadLayout layout = g719::parse_payload(header, g719::PAYLOAD_HEADER_BYTES);
-  const guint frames = layout.frames_promised;
-  if (layout.frame_bytes == 0 || frames < 1 || frames > MAX_FRAMES) return;
-  const guint payload_bytes = g719::PAYLOAD_HEADER_BYTES + frames * layout.frame_bytes;
-  const guint8* stream = gst_type_find_peek(find, 0, HEADERS_IN_A_ROW * payload_bytes);
+  const guint8* start = gst_type_find_peek(find, 0, g719::PAYLOAD_HEADER_BYTES);
+  if (start == nullptr) return;
+  const g719::Payload first = g719::read_payload(start, g719::PAYLOAD_HEADER_BYTES);
+  const gint frames = first.header.blocks;
+  if (first.header.has_follower || first.frame_bytes == 0 || frames < 1 || frames > MAX_FRAMES) {
+    return;
+  }
+  const auto size = static_cast<guint>(g719::payload_bytes(first.header));
+  const guint8* stream = gst_type_find_peek(find, 0, HEADERS_IN_A_ROW * size);
   if (stream == nullptr) return;
   for (int i = 0; i < HEADERS_IN_A_ROW; i++) {
-    const guint8* payload = stream + i * payload_bytes;
+    const guint8* payload = stream + i * size;
     if (!std::equal(payload, payload + g719::PAYLOAD_HEADER_BYTES, stream)) return;
-    if (!holds_frames(payload + g719::PAYLOAD_HEADER_BYTES, layout)) return;
+    if (!holds_frames(payload, first)) return;
   }
   gst_type_find_suggest(find, GST_TYPE_FIND_NEARLY_CERTAIN, GST_CAPS(caps));
 }

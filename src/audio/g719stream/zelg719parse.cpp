@@ -16,10 +16,11 @@
 
 #include <algorithm>
 
+#include "caps.h"
 #include "mapped_buffer.h"
-#include "payload.h"
-#include "payload_finder.h"
-#include "payload_map.h"
+#include "payload/payload.h"
+#include "payload/payload_finder.h"
+#include "payload/payload_map.h"
 
 struct _ZelG719Parse {
   GstBaseParse parent;
@@ -152,17 +153,17 @@ static void zel_g719_parse_set_bitrate(ZelG719Parse* self, gint32 bitrate) {
 }
 
 static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self, GstBaseParseFrame* frame,
-                                                   gsize size, const g719::PayloadLayout& layout) {
+                                                   gsize size, const g719::Payload& payload) {
   zel_g719_parse_report_damage(self);
-  zel_g719_parse_set_bitrate(self, layout.bitrate);
+  zel_g719_parse_set_bitrate(self, payload.bitrate);
   if (self->read_without_gap) {
     GST_OBJECT_LOCK(self);
     g719::add_payload(self->map, self->position, static_cast<guint32>(size),
-                      layout.frames_complete);
+                      payload.frames_complete);
     GST_OBJECT_UNLOCK(self);
   }
   self->position += size;
-  GST_BUFFER_DURATION(frame->buffer) = layout.frames_complete * g719::FRAME_DURATION;
+  GST_BUFFER_DURATION(frame->buffer) = payload.frames_complete * g719::FRAME_DURATION;
   gst_base_parse_set_min_frame_size(GST_BASE_PARSE(self), g719::PAYLOAD_HEADER_BYTES);
   return gst_base_parse_finish_frame(GST_BASE_PARSE(self), frame, static_cast<gint>(size));
 }
@@ -173,7 +174,7 @@ static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBasePars
   self->is_empty = FALSE;
   zel_g719_parse_follow_jump(self, frame->offset);
   g719::FoundPayload found;
-  g719::PayloadLayout layout = {};
+  g719::Payload payload = {};
   {
     const MappedBuffer bytes(frame->buffer, GST_MAP_READ);
     if (!bytes) {
@@ -183,7 +184,7 @@ static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBasePars
     found = g719::find_payload(bytes.data(), bytes.size(), GST_BASE_PARSE_DRAINING(base),
                                &self->finder);
     if (found.payload_bytes > 0) {
-      layout = g719::parse_payload(bytes.data() + found.skipped_bytes, found.payload_bytes);
+      payload = g719::read_payload(bytes.data() + found.skipped_bytes, found.payload_bytes);
     }
   }
   // Of what is behind those skipped.
@@ -199,7 +200,7 @@ static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBasePars
     return GST_FLOW_OK;
   }
   if (found.payload_bytes > 0) {
-    return zel_g719_parse_finish_payload(self, frame, found.payload_bytes, layout);
+    return zel_g719_parse_finish_payload(self, frame, found.payload_bytes, payload);
   }
   return GST_FLOW_OK;
 }

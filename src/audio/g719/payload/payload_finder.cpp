@@ -1,8 +1,8 @@
-#include "payload_finder.h"
+#include "payload/payload_finder.h"
 
 #include <algorithm>
 
-#include "payload.h"
+#include "payload/payload.h"
 
 namespace g719 {
 
@@ -10,13 +10,12 @@ namespace {
 
 // Takes the bytes of a header, as the next two functions do.
 bool is_header(const std::uint8_t* header) {
-  return !toc_has_follower(header[0]) &&
-         frame_bytes_of_length_code(length_code_of_toc(header[0])) > 0;
+  const TocEntry entry = read_toc_entry(header);
+  return !entry.has_follower && frame_bytes_of_length_code(entry.length_code) > 0;
 }
 
 std::size_t promised_payload_bytes(const std::uint8_t* header) {
-  const int frame_bytes = frame_bytes_of_length_code(length_code_of_toc(header[0]));
-  return PAYLOAD_HEADER_BYTES + static_cast<std::size_t>(header[1]) * frame_bytes;
+  return payload_bytes(read_toc_entry(header));
 }
 
 bool is_same_header(const std::uint8_t* a, const std::uint8_t* b) {

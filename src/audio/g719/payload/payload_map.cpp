@@ -1,4 +1,4 @@
-#include "payload_map.h"
+#include "payload/payload_map.h"
 
 #include <algorithm>
 
