@@ -1,6 +1,7 @@
 #include "support.h"
 
 #include <gst/audio/gstaudioencoder.h>
+#include <gst/rtp/gstrtpmeta.h>
 #include <gst/sdp/gstsdpmessage.h>
 
 #include <algorithm>
@@ -68,6 +69,8 @@ GstFlowReturn push(Element* e, const std::string& bytes, GstClockTime pts, guint
   gst_buffer_resize(buffer, 1, -1);
   GST_BUFFER_PTS(buffer) = pts;
   GST_BUFFER_FLAG_SET(buffer, flags);
+  const guint32 sources[15] = {};
+  if (e->sources > 0) gst_buffer_add_rtp_source_meta(buffer, nullptr, sources, e->sources);
   return gst_harness_push(e->h, buffer);
 }
 
@@ -100,14 +103,33 @@ GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
   if (e->suite != "Payloader") e->input.clear();
   e->input += (payload += next_music(e, size))
                   .substr(std::min<gsize>(payload.size(), 2), whole * frame_bytes);
-  if (e->suite == "Depayloader") {
-    e->input = payload;
-    payload.insert(0, 12, '\0');
-    payload[0] = static_cast<char>(0x80);
-    payload[1] = static_cast<char>(flag == "marked" ? 0xe0 : 0x60);
-    payload[3] = e->packets++;
-  }
   return push(e, payload, time, flag == "discont" ? GST_BUFFER_FLAG_DISCONT : 0);
+}
+
+// Each byte of a frame is the frame's number, which counts from the timestamp 0 on.
+GstFlowReturn push_packet(Element* e, std::istream& words, GstClockTime time) {
+  std::string list, frames, word;
+  char number = static_cast<char>(time / GST_MSECOND / 20), marker = 0x60, ssrc = 1;
+  gint more = 0;
+  while (words >> word) {
+    gint code = 0, count = 0;
+    if (std::sscanf(word.c_str(), "%d*%d", &code, &count) == 2) {
+      if (!list.empty()) list[list.size() - 2] |= '\x80';
+      list += {static_cast<char>(code << 2 | 1), static_cast<char>(count)};
+      for (; count > 0; count--) frames.append(FRAME_BYTES[code & 31], number++);
+    }
+    if (word == "marked") marker = '\xe0';
+    if (word == "other") ssrc = 2;
+    if (word.starts_with("seq")) e->packets = static_cast<guint16>(std::stoi(word.substr(3)));
+    if (word.starts_with("size")) more = std::stoi(word.substr(4));
+  }
+  std::string packet = {'\x80', marker, 0, 0, 0, 0, 0, 0, 0, 0, 0, ssrc};
+  GST_WRITE_UINT16_BE(&packet[2], e->packets++);
+  // Soon after the start it wraps.
+  GST_WRITE_UINT32_BE(&packet[4], static_cast<guint32>(time / GST_MSECOND * 48 - 2000));
+  packet += list + frames;
+  packet.resize(packet.size() + more);
+  return push(e, packet, time);
 }
 
 GstFlowReturn push_stream(Element* e, std::istream& words, GstClockTime time) {
@@ -223,8 +245,9 @@ std::string time_of(GstBuffer* buffer) {
 }
 
 void note_packet(Element* e, GstBuffer* buffer) {
-  const std::string packet = contents(buffer), frames = packet.substr(14);
-  const guint toc = static_cast<guint8>(packet[12]), count = static_cast<guint8>(packet[13]);
+  const std::string packet = contents(buffer), payload = packet.substr(12 + (packet[0] & 15) * 4);
+  const std::string frames = payload.substr(2);
+  const guint toc = static_cast<guint8>(payload[0]), count = static_cast<guint8>(payload[1]);
   const bool is_marked = (packet[1] & 0x80) != 0;
   const bool is_right = frames.size() == count * FRAME_BYTES[toc >> 2 & 31] && toc % 4 == 0 &&
                         e->input.starts_with(frames) && is_marked == GST_BUFFER_IS_DISCONT(buffer);
@@ -235,8 +258,18 @@ void note_packet(Element* e, GstBuffer* buffer) {
        std::to_string(FRAME_BYTES[toc >> 2 & 31]) + time_of(buffer));
 }
 
-void note_payload(Element* e, GstBuffer* buffer) {
-  note((contents(buffer) == e->input ? "same" : "wrong") + time_of(buffer) +
+void note_payload(Element*, GstBuffer* buffer) {
+  const std::string payload = contents(buffer);
+  const gsize size = FRAME_BYTES[payload[0] >> 2 & 31];
+  std::string text = std::to_string(size) + ":", expected = payload.substr(0, 2);
+  for (gint i = 0; i < payload[1]; i++) {
+    const char number = payload.at(2 + i * size);
+    text.append(" ").append(std::to_string(static_cast<guint8>(number)));
+    expected.append(size, number);
+  }
+  const bool is_right = payload[0] % 4 == 0 && payload == expected &&
+                        GST_BUFFER_DURATION(buffer) == payload[1] * 20U * GST_MSECOND;
+  note((is_right ? "" : "wrong ") + text + time_of(buffer) +
        (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT) ? " discont" : "") +
        (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_RESYNC) ? " resync" : ""));
 }
@@ -256,6 +289,28 @@ void note_time(Element* e, std::istream& words) {
   words >> byte;
   gst_element_query_convert(e->h->element, GST_FORMAT_BYTES, byte, GST_FORMAT_TIME, &time);
   note(std::to_string(time / static_cast<gint64>(GST_MSECOND)) + " ms");
+}
+
+void note_gaps(Element* e) {
+  while (g_autoptr(GstEvent) event = gst_harness_try_pull_event(e->h)) {
+    if (GST_EVENT_TYPE(event) != GST_EVENT_GAP) continue;
+    GstClockTime time = 0, duration = 0;
+    GstGapFlags flags = {};
+    gst_event_parse_gap(event, &time, &duration);
+    gst_event_parse_gap_flags(event, &flags);
+    note((flags == GST_GAP_FLAG_MISSING_DATA ? "lost " : "gap ") +
+         std::to_string(duration / GST_MSECOND) + " @" + std::to_string(time / GST_MSECOND));
+  }
+}
+
+void send_lost(Element* e, std::istream& words, GstClockTime time) {
+  guint64 ms = 0;
+  words >> ms;
+  gst_harness_push_event(
+      e->h, gst_event_new_custom(GST_EVENT_CUSTOM_DOWNSTREAM,
+                                 gst_structure_new("GstRTPPacketLost", "seqnum", G_TYPE_UINT, 0,
+                                                   "timestamp", G_TYPE_UINT64, time, "duration",
+                                                   G_TYPE_UINT64, ms * GST_MSECOND, nullptr)));
 }
 
 // The output caps in the description of a session, and as they are read from there.
@@ -307,7 +362,7 @@ const std::map<std::string, Kind> KINDS = {
     {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
     {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
     {"Parser", {"zelg719parse", "audio/G719", push_stream, note_found}},
-    {"Depayloader", {"rtpg719depay", RTP_CAPS, push_payload, note_payload}},
+    {"Depayloader", {"rtpg719depay", RTP_CAPS, push_packet, note_payload}},
 };
 
 }  // namespace
@@ -360,8 +415,10 @@ std::string Element::step(const std::string& text) {
       {"sdp", [&] { note_sdp(this); }},
       {"flush", [&] { flush(this); }},
       {"segment", [&] { send_segment(this); }},
-      {"gap", [&] { gst_harness_push_event(h, gst_event_new_gap(time, GST_CLOCK_TIME_NONE)); }},
+      {"gap", [&] { gst_harness_push_event(h, gst_event_new_gap(time, 20 * GST_MSECOND)); }},
+      {"sources", [&] { words >> sources; }},
       {"lose", [&] { packets++; }},
+      {"lost", [&] { send_lost(this, words, time); }},
       {"eos", [&] { gst_harness_push_event(h, gst_event_new_eos()); }},
       {"restart", [&] { restart(this); }},
       {"misalign", [&] { misalign(this); }},
@@ -372,10 +429,12 @@ std::string Element::step(const std::string& text) {
   broken = failing == std::string::npos ? "" : text.substr(failing + 2);
   VERBS.at(verb)();
   broken.clear();
-  const auto types = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_WARNING |
-                                                 (suite == "Payloader" ? GST_MESSAGE_LATENCY : 0));
+  const auto types =
+      static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_WARNING |
+                                  (suite.ends_with("ayloader") ? GST_MESSAGE_LATENCY : 0));
   while (g_autoptr(GstMessage) message = gst_bus_pop_filtered(bus, types)) note_message(message);
   while (g_autoptr(GstBuffer) buffer = gst_harness_try_pull(h)) KINDS.at(suite).note(this, buffer);
+  if (suite == "Depayloader") note_gaps(this);
   if (flow != GST_FLOW_OK) note(std::string("flow ") + gst_flow_get_name(flow));
   return outcome;
 }

@@ -32,9 +32,12 @@ struct Codec {
 //   push N [by M]               encoder: N samples of recorded music, in buffers of M
 //   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames
 //                               payloader: the same, with " discont" behind it flagged so
-//                               depayloader: the same in a packet, with " marked" behind it so
-//   lose                        depayloader: the next packet is lost
 //                               parser: bytes with such a header; a number behind it repeats them
+//   push L*N ... @T             depayloader: a packet of these entries, length code and number of
+//                               frames, and "marked", "other" (sender), "seq9", "size+1" (a byte)
+//   sources N                   payloader: so many sources are named in what is pushed
+//   lose                        depayloader: the next packet does not come
+//   lost MS @T                  the same is known, of that time
 //   set BITRATE                 writes the property
 //   property NAME VALUE         writes another one
 //   caps [CAPS]                 stream start, caps, segment; by themselves before the first push
@@ -57,8 +60,9 @@ struct Codec {
 // before; "new" what it gives from cleared memory, "wrong" neither.
 //
 // "packet 3 at 960: 2 of 160 @20" is an RTP packet: number, RTP timestamp, two frames of 160 bytes,
-// those that are due; "same @20" a payload as it came; "122 of 48000 @20 lasts 20" one of 122 bytes
-// that the parser found in what was pushed.
+// those that are due; "160: 3 4 @60" a payload with frames 3 and 4, of 160 bytes, and "gap 20 @60"
+// or "lost 20 @60" a gap of 20 ms that the depayloader announces; "122 of 48000 @20 lasts 20" one
+// of 122 bytes that the parser found in what was pushed.
 struct Element {
   explicit Element(const std::string& suite);  // a row of KINDS
   ~Element();
@@ -70,11 +74,12 @@ struct Element {
   GstBus* bus;
   std::string caps;  // of the input
   GstFormat format = GST_FORMAT_TIME;
-  gsize position = 0;  // in the recorded music
-  char packets = 0;    // pushed or lost
-  gint bitrate = 0;    // of the last payload pushed
-  std::string input;   // audio or frames pushed that nothing has come out for
-  Codec codec = {};    // as the element's should stand
+  gsize position = 0;   // in the recorded music
+  guint sources = 0;    // that the input names
+  guint16 packets = 0;  // pushed or lost
+  gint bitrate = 0;     // of the last payload pushed
+  std::string input;    // audio or frames pushed that nothing has come out for
+  Codec codec = {};     // as the element's should stand
 };
 
 std::string contents(GstBuffer* buffer);

@@ -17,16 +17,19 @@
 
 #include <gst/base/gstadapter.h>
 #include <gst/rtp/gstrtpbuffer.h>
+#include <gst/rtp/gstrtpmeta.h>
 
 #include <algorithm>
 
 #include "caps.h"
+#include "payload/packet.h"
 #include "payload/payload.h"
 
 struct _RtpG719Pay {
   GstRTPBasePayload parent;
   GstAdapter* pending;   // frames that have not been sent
   gint length_code;      // of each of them; 0 before the first. Read by queries from other threads
+  gint sources;          // that a packet names with source-info, 0 to 15. Read by queries, too
   GstClockTime pts;      // of the first of them; without any, of the frame that is due
   guint64 sample;        // number of its first sample
   gboolean is_at_start;  // no packet was sent yet, or none since a gap
@@ -98,7 +101,9 @@ static GstStateChangeReturn rtp_g719_pay_change_state(GstElement* element, GstSt
 
 static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps*) {
   gst_rtp_base_payload_set_options(base, "audio", TRUE, "G719", G719_SAMPLE_RATE);
-  const gboolean is_set = gst_rtp_base_payload_set_outcaps(base, nullptr);
+  // No frame is sent twice. Only strings get into SDP.
+  const gboolean is_set =
+      gst_rtp_base_payload_set_outcaps(base, "max-red", G_TYPE_STRING, "0", nullptr);
   if (base->ptime > 0)
     gst_element_post_message(GST_ELEMENT(base), gst_message_new_latency(GST_OBJECT(base)));
   return is_set;
@@ -117,14 +122,17 @@ struct PacketFrames {
 // What the properties say and downstream asked for. A ptime from there is kept to exactly.
 static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
   const auto* base = GST_RTP_BASE_PAYLOAD(self);
-  PacketFrames frames = {1, G_MAXUINT8, 1};
+  PacketFrames frames = {1, g719::MAX_PACKET_BLOCKS, 1};
   if (base->max_ptime >= 0) {
     frames.most = std::min<guint64>(frames.most, base->max_ptime / g719::FRAME_DURATION);
   }
   const gsize frame_bytes = rtp_g719_pay_frame_bytes(self);
   if (frame_bytes > 0) {
-    const gsize room = gst_rtp_buffer_calc_payload_len(base->mtu, 0, 0);
-    frames.most = std::min<guint64>(frames.most, (room - g719::PAYLOAD_HEADER_BYTES) / frame_bytes);
+    const gsize headers =
+        gst_rtp_buffer_calc_header_len(static_cast<guint8>(g_atomic_int_get(&self->sources))) +
+        g719::PAYLOAD_HEADER_BYTES;
+    const gsize room = base->mtu > headers ? base->mtu - headers : 0;
+    frames.most = std::min<guint64>(frames.most, room / frame_bytes);
   }
   frames.most = std::max<guint64>(frames.most, 1);
   frames.multiple =
@@ -142,9 +150,10 @@ static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
 }
 
 // How many frames the mtu allows may change how long they wait for one another.
-static void rtp_g719_pay_set_length_code(RtpG719Pay* self, gint length_code) {
+static void rtp_g719_pay_set_frame_size(RtpG719Pay* self, gint length_code, guint sources) {
   const guint64 least = rtp_g719_pay_packet_frames(self).least;
   g_atomic_int_set(&self->length_code, length_code);
+  g_atomic_int_set(&self->sources, std::min(sources, GST_RTP_SOURCE_META_MAX_CSRC_COUNT + 0U));
   if (rtp_g719_pay_packet_frames(self).least != least) {
     gst_element_post_message(GST_ELEMENT(self), gst_message_new_latency(GST_OBJECT(self)));
   }
@@ -249,7 +258,8 @@ static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuff
     return flow;
   }
 
-  rtp_g719_pay_set_length_code(self, payload.header.length_code);
+  rtp_g719_pay_set_frame_size(self, payload.header.length_code,
+                              gst_rtp_base_payload_get_source_count(base, buffer));
   buffer = gst_buffer_make_writable(buffer);
   gst_buffer_resize(buffer, g719::PAYLOAD_HEADER_BYTES,
                     static_cast<gssize>(payload.frames_complete) * payload.frame_bytes);
