@@ -1,7 +1,8 @@
 """Counts the GoogleTest cases that passed and failed in the last test runs of some build folders.
 
 A program that fails without a failed case of its own (a crash, a leak, a time-out) is one failure,
-and so is a folder whose tests did not run. A program that this processor cannot run is neither.
+and so is a folder whose tests did not run. A program that this processor cannot run is neither, and
+is named.
 """
 
 import json
@@ -22,6 +23,7 @@ def count(folder):
     for line in log.read_text().splitlines():
         program = json.loads(line)
         if program["result"] == "SKIP":
+            print(f"{folder}: {program['name']}: skipped, this processor lacks the level")
             continue
         output = program.get("stdout", "")
         good = len(PASSED_CASE.findall(output))
