@@ -443,7 +443,10 @@ void add_cases(const std::string& path, const std::function<Player(const std::st
   std::map<std::string, std::string> cases;
   std::string name;
   std::ifstream file(path);
-  for (std::string line; std::getline(file, line);) {
+  for (std::string line, next; std::getline(file, line);) {
+    while (line.ends_with('\\') && std::getline(file, next)) {
+      line.replace(line.size() - 1, 1, next, next.find_first_not_of(' '));
+    }
     if (!line.starts_with(' ')) {
       name = line;
       continue;

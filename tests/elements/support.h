@@ -13,8 +13,8 @@
 using Player = std::function<std::string(const std::string&)>;
 
 // Makes a test of every case in a file. A case is a line "Suite.Name" and, indented, its steps,
-// each with what must come of it: "step => line", and more lines "=> line". `start` gives a player
-// for a case of the suite.
+// each with what must come of it: "step => line", and more lines "=> line". A backslash at the end
+// of a line joins the next one to it. `start` gives a player for a case of the suite.
 void add_cases(const std::string& path, const std::function<Player(const std::string&)>& start);
 
 // What fails at the moment: "create" (an instance), "allocate" (an output buffer), "map input",
