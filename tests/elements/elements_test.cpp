@@ -69,7 +69,14 @@ TEST(Encoder, Property) {
 
 Player start(const std::string& suite) {
   const auto element = std::make_shared<Element>(suite);
-  return [element](const std::string& step) { return element->step(step); };
+  return [element](const std::string& steps) {
+    std::string outcomes;
+    for (gsize at = 0, end = 0; end != std::string::npos; at = end + 2) {
+      end = steps.find("; ", at);
+      outcomes += element->step(steps.substr(at, end - at));
+    }
+    return outcomes;
+  };
 }
 
 }  // namespace

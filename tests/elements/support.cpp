@@ -455,7 +455,10 @@ void add_cases(const std::string& path, const std::function<Player(const std::st
     std::string what = line.substr(first, arrow - first);
     what.erase(what.find_last_not_of(' ') + 1);
     if (!what.empty()) cases[name] += what + "\n";
-    if (arrow != std::string::npos) cases[name] += line.substr(arrow) + "\n";
+    if (arrow == std::string::npos) continue;
+    std::string outcomes = line.substr(arrow);
+    for (gsize at = 0; (at = outcomes.find(" => ", at)) != std::string::npos;) outcomes[at] = '\n';
+    cases[name] += outcomes + "\n";
   }
   if (cases.empty()) g_error("no cases in %s", path.c_str());
   for (const auto& [full_name, text] : cases) {

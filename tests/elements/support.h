@@ -13,8 +13,9 @@
 using Player = std::function<std::string(const std::string&)>;
 
 // Makes a test of every case in a file. A case is a line "Suite.Name" and, indented, its steps,
-// each with what must come of it: "step => line", and more lines "=> line". A backslash at the end
-// of a line joins the next one to it. `start` gives a player for a case of the suite.
+// each with all that must come of it: "step => line => line", or a line "=> line" of its own. A
+// backslash at the end of a line joins the next one to it. `start` gives a player for a case of the
+// suite.
 void add_cases(const std::string& path, const std::function<Player(const std::string&)>& start);
 
 // What fails at the moment: "create" (an instance), "allocate" (an output buffer), "map input",
@@ -27,7 +28,7 @@ struct Codec {
   g719_decoder decoder;
 };
 
-// An element in a GstHarness, driven by these steps:
+// An element in a GstHarness, driven by these steps, with "; " between those of one line:
 //
 //   push N [by M]               encoder: N samples of recorded music, in buffers of M
 //   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames
