@@ -48,7 +48,9 @@ std::string next_music(Element* e, gsize size) {
 void send_segment(Element* e) {
   GstSegment segment;
   gst_segment_init(&segment, e->format);
-  gst_harness_push_event(e->h, gst_event_new_segment(&segment));
+  GstEvent* event = gst_event_new_segment(&segment);
+  e->segment = gst_event_get_seqnum(event);
+  gst_harness_push_event(e->h, event);
 }
 
 void send_start(Element* e, const std::string& caps) {
@@ -174,7 +176,14 @@ std::string output_caps(Element* e) {
 
 void note_facts(Element* e) {
   note(output_caps(e));
-  note("latency " + std::to_string(gst_harness_query_latency(e->h) / GST_MSECOND) + " ms");
+  g_autoptr(GstQuery) query = gst_query_new_latency();
+  gst_pad_peer_query(e->h->sinkpad, query);
+  gboolean is_live = FALSE;
+  GstClockTime min = 0, max = 0;
+  gst_query_parse_latency(query, &is_live, &min, &max);
+  note("latency " + std::to_string(min / GST_MSECOND) + " ms" +
+       (max == GST_CLOCK_TIME_NONE ? "" : " to " + std::to_string(max / GST_MSECOND) + " ms") +
+       (is_live ? ", live" : ""));
   if (!e->is_encoder) return;
   auto* base = GST_AUDIO_ENCODER(e->h->element);
   note("samples " + std::to_string(gst_audio_encoder_get_frame_samples_min(base)) + " to " +
@@ -250,7 +259,9 @@ void note_packet(Element* e, GstBuffer* buffer) {
   const guint toc = static_cast<guint8>(payload[0]), count = static_cast<guint8>(payload[1]);
   const bool is_marked = (packet[1] & 0x80) != 0;
   const bool is_right = frames.size() == count * FRAME_BYTES[toc >> 2 & 31] && toc % 4 == 0 &&
-                        e->input.starts_with(frames) && is_marked == GST_BUFFER_IS_DISCONT(buffer);
+                        e->input.starts_with(frames) &&
+                        is_marked == GST_BUFFER_IS_DISCONT(buffer) &&
+                        GST_BUFFER_DURATION(buffer) == count * 20U * GST_MSECOND;
   e->input.erase(0, frames.size());
   note("packet " + std::to_string(GST_READ_UINT16_BE(&packet[2])) + " at " +
        std::to_string(GST_READ_UINT32_BE(&packet[4])) + (is_marked ? " marked" : "") + ": " +
@@ -291,16 +302,13 @@ void note_time(Element* e, std::istream& words) {
   note(std::to_string(time / static_cast<gint64>(GST_MSECOND)) + " ms");
 }
 
-void note_gaps(Element* e) {
-  while (g_autoptr(GstEvent) event = gst_harness_try_pull_event(e->h)) {
-    if (GST_EVENT_TYPE(event) != GST_EVENT_GAP) continue;
-    GstClockTime time = 0, duration = 0;
-    GstGapFlags flags = {};
-    gst_event_parse_gap(event, &time, &duration);
-    gst_event_parse_gap_flags(event, &flags);
-    note((flags == GST_GAP_FLAG_MISSING_DATA ? "lost " : "gap ") +
-         std::to_string(duration / GST_MSECOND) + " @" + std::to_string(time / GST_MSECOND));
-  }
+void note_gap(GstEvent* event) {
+  GstClockTime time = 0, duration = 0;
+  GstGapFlags flags = {};
+  gst_event_parse_gap(event, &time, &duration);
+  gst_event_parse_gap_flags(event, &flags);
+  note((flags == GST_GAP_FLAG_MISSING_DATA ? "lost " : "gap ") +
+       std::to_string(duration / GST_MSECOND) + " @" + std::to_string(time / GST_MSECOND));
 }
 
 void send_lost(Element* e, std::istream& words, GstClockTime time) {
@@ -367,6 +375,44 @@ const std::map<std::string, Kind> KINDS = {
 
 }  // namespace
 
+namespace {
+
+GstPadProbeReturn keep_output(GstPad*, GstPadProbeInfo* info, gpointer output) {
+  auto* item = static_cast<GstMiniObject*>(GST_PAD_PROBE_INFO_DATA(info));
+  g_async_queue_push(static_cast<GAsyncQueue*>(output), gst_mini_object_ref(item));
+  return GST_PAD_PROBE_OK;
+}
+
+GstPadProbeReturn answer_latency(GstPad*, GstPadProbeInfo* info, gpointer) {
+  GstQuery* query = GST_PAD_PROBE_INFO_QUERY(info);
+  if (GST_QUERY_TYPE(query) != GST_QUERY_LATENCY) return GST_PAD_PROBE_OK;
+  gst_query_set_latency(query, TRUE, 30 * GST_MSECOND, 90 * GST_MSECOND);
+  return GST_PAD_PROBE_HANDLED;
+}
+
+// Buffers, gaps, and what should not be: a segment with a number of its own, and buffers behind the
+// start of a stream that they do not belong to.
+void note_output(Element* e, bool was_started) {
+  bool is_new = false;
+  while (auto* item = static_cast<GstMiniObject*>(g_async_queue_try_pop(e->output))) {
+    if (GST_IS_BUFFER(item)) {
+      KINDS.at(e->suite).note(e, GST_BUFFER(item));
+      if (is_new) note("too late");
+    } else if (GST_EVENT_TYPE(item) == GST_EVENT_GAP) {
+      note_gap(GST_EVENT(item));
+    } else if (GST_EVENT_TYPE(item) == GST_EVENT_SEGMENT) {
+      const bool is_same = gst_event_get_seqnum(GST_EVENT(item)) == e->segment;
+      if (e->suite == "Payloader" && !is_same) note("another segment");
+    }
+    is_new = is_new || (was_started && GST_EVENT_TYPE(item) == GST_EVENT_STREAM_START);
+    gst_mini_object_unref(item);
+  }
+  while (g_autoptr(GstBuffer) buffer = gst_harness_try_pull(e->h)) continue;
+  while (g_autoptr(GstEvent) event = gst_harness_try_pull_event(e->h)) continue;
+}
+
+}  // namespace
+
 Element::Element(const std::string& name)
     : suite(name), is_encoder(suite == "Encoder"), bus(gst_bus_new()), caps(KINDS.at(suite).caps) {
   // In brackets: macros of these names are no clean C++.
@@ -380,12 +426,17 @@ Element::Element(const std::string& name)
   gst_element_set_bus(element, bus);
   h = gst_harness_new_with_element(element, "sink", "src");
   gst_object_unref(element);
+  gst_pad_add_probe(
+      h->sinkpad,
+      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM),
+      keep_output, output, nullptr);
 }
 
 Element::~Element() {
   gst_bus_set_flushing(bus, TRUE);
   gst_harness_teardown(h);
   gst_object_unref(bus);
+  g_async_queue_unref(output);
   gst_debug_unset_threshold_for_name("g719*");
   (gst_debug_remove_log_function)(note_log);
   (gst_debug_add_log_function)(gst_debug_log_default, nullptr, nullptr);
@@ -417,6 +468,11 @@ std::string Element::step(const std::string& text) {
       {"segment", [&] { send_segment(this); }},
       {"gap", [&] { gst_harness_push_event(h, gst_event_new_gap(time, 20 * GST_MSECOND)); }},
       {"sources", [&] { words >> sources; }},
+      {"upstream",
+       [&] {
+         gst_pad_add_probe(h->srcpad, GST_PAD_PROBE_TYPE_QUERY_UPSTREAM, answer_latency, nullptr,
+                           nullptr);
+       }},
       {"lose", [&] { packets++; }},
       {"lost", [&] { send_lost(this, words, time); }},
       {"eos", [&] { gst_harness_push_event(h, gst_event_new_eos()); }},
@@ -426,6 +482,7 @@ std::string Element::step(const std::string& text) {
   };
   if (!VERBS.contains(verb)) return "=> no such step\n";
   outcome.clear();
+  const bool was_started = is_started;
   broken = failing == std::string::npos ? "" : text.substr(failing + 2);
   VERBS.at(verb)();
   broken.clear();
@@ -433,8 +490,7 @@ std::string Element::step(const std::string& text) {
       static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_WARNING |
                                   (suite.ends_with("ayloader") ? GST_MESSAGE_LATENCY : 0));
   while (g_autoptr(GstMessage) message = gst_bus_pop_filtered(bus, types)) note_message(message);
-  while (g_autoptr(GstBuffer) buffer = gst_harness_try_pull(h)) KINDS.at(suite).note(this, buffer);
-  if (suite == "Depayloader") note_gaps(this);
+  note_output(this, was_started);
   if (flow != GST_FLOW_OK) note(std::string("flow ") + gst_flow_get_name(flow));
   return outcome;
 }

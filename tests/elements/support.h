@@ -45,6 +45,7 @@ struct Codec {
 //   caps none                   the same without caps
 //   bytes                       from now on segments count bytes, as those of filesrc do
 //   downstream CAPS             what the element's peer takes from now on
+//   upstream                    from now on it says: live, 30 ms of latency, 90 at most
 //   facts                       asks for output caps, latency, samples a frame
 //   time BYTE                   parser: when the audio of that byte is played
 //   sdp                         writes the output caps as SDP and reads them from there
@@ -73,7 +74,9 @@ struct Element {
   bool is_encoder, is_started = false;
   GstHarness* h;
   GstBus* bus;
-  std::string caps;  // of the input
+  GAsyncQueue* output = g_async_queue_new();  // that was not noted yet, in its order
+  guint32 segment = 0;                        // number of the last one sent
+  std::string caps;                           // of the input
   GstFormat format = GST_FORMAT_TIME;
   gsize position = 0;   // in the recorded music
   guint sources = 0;    // that the input names
