@@ -522,7 +522,7 @@ void add_cases(const std::string& path, const std::function<Player(const std::st
     const std::string suite = full_name.substr(0, dot);
     testing::RegisterTest(
         suite.c_str(), &full_name[dot + 1], nullptr, nullptr, path.c_str(), 0,
-        [=, text = text]() -> testing::Test* { return new Case(start(suite), text); });
+        [=, steps = text]() -> testing::Test* { return new Case(start(suite), steps); });
   }
 }
 
