@@ -258,6 +258,15 @@ void note_time(Element* e, std::istream& words) {
   note(std::to_string(time / static_cast<gint64>(GST_MSECOND)) + " ms");
 }
 
+void note_announced(Element* e) {
+  guint caps = 0, tags = 0;
+  while (g_autoptr(GstEvent) event = gst_harness_try_pull_event(e->h)) {
+    caps += GST_EVENT_TYPE(event) == GST_EVENT_CAPS;
+    tags += GST_EVENT_TYPE(event) == GST_EVENT_TAG;
+  }
+  note(std::to_string(caps) + " caps, " + std::to_string(tags) + " tags");
+}
+
 // The output caps in the description of a session, and as they are read from there.
 void note_sdp(Element* e) {
   g_autoptr(GstCaps) caps = gst_pad_get_current_caps(e->h->sinkpad);
@@ -357,6 +366,7 @@ std::string Element::step(const std::string& text) {
       {"downstream", [&] { words >> word, gst_harness_set_sink_caps_str(h, word.c_str()); }},
       {"facts", [&] { note_facts(this); }},
       {"time", [&] { note_time(this, words); }},
+      {"announced", [&] { note_announced(this); }},
       {"sdp", [&] { note_sdp(this); }},
       {"flush", [&] { flush(this); }},
       {"segment", [&] { send_segment(this); }},

@@ -43,6 +43,7 @@ struct Codec {
 //   downstream CAPS             what the element's peer takes from now on
 //   facts                       asks for output caps, latency, samples a frame
 //   time BYTE                   parser: when the audio of that byte is played
+//   announced                   counts the events with caps and with tags since the last such step
 //   sdp                         writes the output caps as SDP and reads them from there
 //   flush, eos, segment, gap @T events
 //   restart                     to READY, PAUSED, NULL and back to PLAYING, then as `caps`

@@ -26,15 +26,16 @@ struct _ZelG719Parse {
   GstBaseParse parent;
   g719::PayloadFinder* finder;  // owned, from start to stop, as is the map
   guint64 position;             // in the stream, of what the finder sees next, in bytes
+  guint64 received_since_time;  // bytes from the last pushed buffer on that had a timestamp
   gboolean read_without_gap;    // all from the start to there
   guint64 passed_over;          // bytes since the last payload
   guint warnings;               // posted
   gboolean is_empty;            // the stream, so far
-  guint64 received_since_time;  // bytes from the last buffer on that had a timestamp
   gint32 bitrate;               // of the caps, bit/s; 0: none yet
-  gint32 tagged_bitrate;        // 0: none yet
-  GstClockTime since_tag;       // duration of the payloads since then
-  g719::PayloadMap* map;        // guarded by the object's lock
+  GstCaps* caps[g719::MAX_LENGTH_CODE + 1];  // those needed so far, by length code
+  gint32 tagged_bitrate;                     // 0: none yet
+  GstClockTime since_tag;                    // duration of the payloads from the tagged one on
+  g719::PayloadMap* map;                     // guarded by the object's lock
 };
 
 static constexpr guint MAX_WARNINGS = 100;  // posted; the log has all
@@ -119,6 +120,7 @@ static gboolean zel_g719_parse_start(GstBaseParse* base) {
 
 static gboolean zel_g719_parse_stop(GstBaseParse* base) {
   auto* self = ZEL_G719_PARSE(base);
+  for (GstCaps*& caps : self->caps) gst_clear_caps(&caps);
   delete self->finder;
   self->finder = nullptr;
   GST_OBJECT_LOCK(self);
@@ -169,13 +171,15 @@ static void zel_g719_parse_tag(ZelG719Parse* self, gint32 bitrate) {
 
 // Caps that cannot be set, in a flush for one, are set with the next payload; the push of this one
 // says what is wrong.
-static void zel_g719_parse_set_caps(ZelG719Parse* self, gint32 bitrate) {
-  if (bitrate == self->bitrate) return;
-  GstCaps* caps = gst_caps_new_simple("audio/G719", "rate", G_TYPE_INT, G719_SAMPLE_RATE,
-                                      "channels", G_TYPE_INT, 1, "bitrate", G_TYPE_INT, bitrate,
-                                      "framed", G_TYPE_BOOLEAN, TRUE, nullptr);
-  if (gst_pad_set_caps(GST_BASE_PARSE_SRC_PAD(self), caps)) self->bitrate = bitrate;
-  gst_caps_unref(caps);
+static void zel_g719_parse_set_caps(ZelG719Parse* self, const g719::Payload& payload) {
+  if (payload.bitrate == self->bitrate) return;
+  GstCaps*& caps = self->caps[payload.header.length_code];
+  if (caps == nullptr) {
+    caps = gst_caps_new_simple("audio/G719", "rate", G_TYPE_INT, G719_SAMPLE_RATE, "channels",
+                               G_TYPE_INT, 1, "bitrate", G_TYPE_INT, payload.bitrate, "framed",
+                               G_TYPE_BOOLEAN, TRUE, nullptr);
+  }
+  if (gst_pad_set_caps(GST_BASE_PARSE_SRC_PAD(self), caps)) self->bitrate = payload.bitrate;
 }
 
 // A payload without frames goes out under the caps of the one before: a decoder keeps what is said
@@ -183,7 +187,7 @@ static void zel_g719_parse_set_caps(ZelG719Parse* self, gint32 bitrate) {
 static void zel_g719_parse_announce(ZelG719Parse* self, const g719::Payload& payload) {
   const bool has_frames = payload.frames_complete > 0;
   if (has_frames) zel_g719_parse_tag(self, payload.bitrate);
-  if (has_frames || self->bitrate == 0) zel_g719_parse_set_caps(self, payload.bitrate);
+  if (has_frames || self->bitrate == 0) zel_g719_parse_set_caps(self, payload);
   self->since_tag += payload.frames_complete * g719::FRAME_DURATION;
 }
 

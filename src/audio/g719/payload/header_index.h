@@ -20,7 +20,8 @@ inline HeaderKind read_header_kind(const std::uint8_t* header) { return {{header
 // Whether a payload with frames can begin with these bytes.
 inline bool is_header_of_frames(const std::uint8_t* header) {
   const TocEntry entry = read_toc_entry(header);
-  return !entry.has_follower && promised_bytes(entry) > 0;
+  return !entry.has_follower && entry.blocks > 0 &&
+         frame_bytes_of_length_code(entry.length_code) > 0;
 }
 
 // Chains of headers, a chain a kind. Takes no memory before the first one is added, then 882 kB:
