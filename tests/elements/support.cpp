@@ -241,13 +241,14 @@ void note_payload(Element* e, GstBuffer* buffer) {
        (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_RESYNC) ? " resync" : ""));
 }
 
-// What stands before it in the input was passed over.
+// What stands before it in the input was passed over, and the buffer is marked so.
 void note_found(Element* e, GstBuffer* buffer) {
   const std::string bytes = contents(buffer), caps = output_caps(e);
   const gsize place = e->input.find(bytes);
   e->input.erase(0, place + bytes.size());
   note(std::to_string(bytes.size()) + " of " + caps.substr(caps.find("bitrate=(int)") + 13, 5) +
-       (place == 0 ? "" : " behind " + std::to_string(place) + " others") + time_of(buffer) +
+       (place == 0 ? "" : " behind " + std::to_string(place) + " others") +
+       (place == 0 || GST_BUFFER_IS_DISCONT(buffer) ? "" : " unmarked") + time_of(buffer) +
        " lasts " + std::to_string(GST_BUFFER_DURATION(buffer) / GST_MSECOND));
 }
 

@@ -197,7 +197,7 @@ static GstBaseParseFrame zel_g719_parse_next_frame(ZelG719Parse* self,
   GstBaseParseFrame frame;
   gst_base_parse_frame_init(&frame);
   frame.buffer = gst_buffer_new();
-  frame.offset = self->position;
+  frame.offset = GST_BUFFER_OFFSET(frame.buffer) = self->position;
   if (self->position == held->offset) {
     frame.flags = held->flags;
     const guint copied = GST_BUFFER_COPY_FLAGS | GST_BUFFER_COPY_TIMESTAMPS;
