@@ -1,4 +1,5 @@
 // The inspector prints any stream. The first byte chooses the options.
+#define VERSION ""
 #define main inspect
 #include "g719_dump.cpp"
 #undef main
