@@ -40,7 +40,7 @@ struct _ZelG719Parse {
 
 static constexpr guint MAX_WARNINGS = 100;  // posted; the log has all
 static constexpr GstClockTime TAG_INTERVAL = GST_SECOND;
-static constexpr guint PULLED_AHEAD = 256 * 1024;  // bytes beyond those that decide
+static constexpr guint PULLED_AHEAD = 64 * 1024;  // bytes beyond those that decide
 
 GST_DEBUG_CATEGORY_STATIC(zel_g719_parse_debug);
 #define GST_CAT_DEFAULT zel_g719_parse_debug

@@ -18,7 +18,7 @@ constexpr std::size_t FIRST_BYTES = [] {
 constexpr std::size_t NUM_KINDS = FIRST_BYTES * (MAX_BLOCKS + 1);
 
 std::size_t number_of_kind(HeaderKind kind) {
-  return kind.bytes[0] * std::size_t{MAX_BLOCKS + 1} + kind.bytes[1];
+  return kind[0] * std::size_t{MAX_BLOCKS + 1} + kind[1];
 }
 
 void begin_anew(HeaderIndex* index, std::uint64_t start) {

@@ -2,6 +2,7 @@
 // one of a kind is found without another look at the bytes between.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -10,12 +11,9 @@
 namespace g719 {
 
 // Two headers are of one kind if their bytes are equal.
-struct HeaderKind {
-  std::uint8_t bytes[PAYLOAD_HEADER_BYTES];
-  bool operator==(const HeaderKind&) const = default;
-};
+using HeaderKind = std::array<std::uint8_t, PAYLOAD_HEADER_BYTES>;
 
-inline HeaderKind read_header_kind(const std::uint8_t* header) { return {{header[0], header[1]}}; }
+inline HeaderKind read_header_kind(const std::uint8_t* header) { return {header[0], header[1]}; }
 
 // Whether a payload with frames can begin with these bytes.
 inline bool is_header_of_frames(const std::uint8_t* header) {
@@ -24,9 +22,10 @@ inline bool is_header_of_frames(const std::uint8_t* header) {
          frame_bytes_of_length_code(entry.length_code) > 0;
 }
 
-// Chains of headers, a chain a kind. Takes no memory before the first one is added, then 882 kB:
-// it holds two of the largest payloads, so that it has to begin anew, and to read again what lies
-// between its old end and the present place, at most once a payload of that size.
+// Chains of headers, a chain a kind. It takes no memory before the first is added, then 882 kB. That
+// has room for two of the largest payloads. When it is used up the index begins anew at the present
+// place, and reads what lies ahead a second time: one of the largest payloads at most, and not before
+// as much lies behind.
 struct HeaderIndex {
   std::uint64_t start = 0;  // in the stream, of the place that counts as 0 in what follows
   // The ends of each chain; the last one means nothing where there is no first one.

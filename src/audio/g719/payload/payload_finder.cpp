@@ -33,7 +33,7 @@ Belief judge_header(const Held& held, std::size_t start, HeaderKind last_kind) {
   const std::uint8_t* header = held.bytes + start;
   if (!is_header_of_frames(header)) return {false, 0};
   const HeaderKind kind = read_header_kind(header);
-  const bool is_toc_known = last_kind == HeaderKind{} || last_kind.bytes[0] == kind.bytes[0];
+  const bool is_toc_known = last_kind == HeaderKind{} || last_kind[0] == kind[0];
   const int wanted = is_toc_known ? 1 : 2;
   std::size_t next = start;
   for (int fitting = 1; fitting <= wanted; ++fitting) {
