@@ -207,9 +207,11 @@ static GstBaseParseFrame zel_g719_parse_next_frame(ZelG719Parse* self,
   return frame;
 }
 
-static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self, GstBaseParseFrame* frame,
-                                                   gsize size, const g719::Payload& payload) {
-  if (self->passed_over > 0) GST_BUFFER_FLAG_SET(frame->buffer, GST_BUFFER_FLAG_DISCONT);
+static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self,
+                                                   const GstBaseParseFrame* held, gsize size,
+                                                   const g719::Payload& payload) {
+  GstBaseParseFrame frame = zel_g719_parse_next_frame(self, held);
+  if (self->passed_over > 0) GST_BUFFER_FLAG_SET(frame.buffer, GST_BUFFER_FLAG_DISCONT);
   zel_g719_parse_report_damage(self);
   zel_g719_parse_announce(self, payload);
   if (self->read_without_gap) {
@@ -219,27 +221,43 @@ static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self, GstBasePa
     GST_OBJECT_UNLOCK(self);
   }
   self->position += size;
-  GST_BUFFER_DURATION(frame->buffer) = payload.frames_complete * g719::FRAME_DURATION;
-  return gst_base_parse_finish_frame(GST_BASE_PARSE(self), frame, static_cast<gint>(size));
+  GST_BUFFER_DURATION(frame.buffer) = payload.frames_complete * g719::FRAME_DURATION;
+  const GstFlowReturn flow =
+      gst_base_parse_finish_frame(GST_BASE_PARSE(self), &frame, static_cast<gint>(size));
+  gst_base_parse_frame_free(&frame);
+  return flow;
 }
 
-// The same for bytes behind a payload, which the base class passes over only in a call of their
-// own.
-static GstFlowReturn zel_g719_parse_drop(ZelG719Parse* self, GstBaseParseFrame* frame, gsize size) {
+static void zel_g719_parse_pass_over(ZelG719Parse* self, gsize size) {
   self->position += size;
   self->passed_over += size;
-  frame->flags |= GST_BASE_PARSE_FRAME_FLAG_DROP;
-  return gst_base_parse_finish_frame(GST_BASE_PARSE(self), frame, static_cast<gint>(size));
 }
 
-// For each call the base class copies all that is held. A pushed stream is therefore taken as far
-// as it goes, unless another timestamp lies in it, which only the base class sees. A pulled one
-// must leave room for a seek between any two payloads.
-static bool zel_g719_parse_takes_all(ZelG719Parse* self, gsize held) {
+// Passes bytes over in a call that finishes payloads, too, in which the base class does not.
+static void zel_g719_parse_drop(ZelG719Parse* self, const GstBaseParseFrame* held, gsize size) {
+  if (size == 0) return;
+  GstBaseParseFrame frame = zel_g719_parse_next_frame(self, held);
+  zel_g719_parse_pass_over(self, size);
+  frame.flags |= GST_BASE_PARSE_FRAME_FLAG_DROP;
+  gst_base_parse_finish_frame(GST_BASE_PARSE(self), &frame, static_cast<gint>(size));
+  gst_base_parse_frame_free(&frame);
+}
+
+// How much a call may do. When bytes are passed over in a call of their own a pulled stream is read
+// again, and for each call all that is held of a pushed one is copied. So a call goes on as far as
+// it can. But a pulled stream must leave room for a seek between any two payloads, one that is
+// played backwards needs the bytes passed over, and only the base class sees timestamps.
+struct CallLimits {
+  bool ends_behind_damage;
+  bool ends_behind_payload;
+};
+
+static CallLimits zel_g719_parse_call_limits(ZelG719Parse* self, gsize held) {
   GstBaseParse* base = GST_BASE_PARSE(self);
-  return GST_PAD_MODE(GST_BASE_PARSE_SINK_PAD(base)) == GST_PAD_MODE_PUSH &&
-         !GST_BASE_PARSE_DRAINING(base) && base->segment.rate > 0.0 &&
-         held <= self->received_since_time;
+  if (base->segment.rate < 0.0) return {true, true};
+  if (GST_PAD_MODE(GST_BASE_PARSE_SINK_PAD(base)) == GST_PAD_MODE_PULL) return {false, true};
+  const bool has_timestamps = held > self->received_since_time || GST_BASE_PARSE_DRAINING(base);
+  return {has_timestamps, has_timestamps};
 }
 
 // Where reading on costs no time, it is read on for some more doubts.
@@ -250,16 +268,35 @@ static void zel_g719_parse_want(ZelG719Parse* self, gsize wanted) {
                                     static_cast<guint>(wanted) + (is_pulled ? PULLED_AHEAD : 0));
 }
 
-// Takes what is found in the first of the bytes `rest`, of those that are held.
+// Takes what is found in the bytes that are held. Returns in `skipped` how many come first of those
+// left that belong to no payload.
 static GstFlowReturn zel_g719_parse_take(ZelG719Parse* self, const GstBaseParseFrame* held,
-                                         const guint8* rest, const g719::FoundPayload& found) {
-  GstBaseParseFrame frame = zel_g719_parse_next_frame(self, held);
-  const GstFlowReturn flow =
-      found.skipped_bytes > 0
-          ? zel_g719_parse_drop(self, &frame, found.skipped_bytes)
-          : zel_g719_parse_finish_payload(self, &frame, found.payload_bytes,
-                                          g719::read_payload(rest, found.payload_bytes));
-  gst_base_parse_frame_free(&frame);
+                                         const MappedBuffer& bytes, gsize* skipped) {
+  GstBaseParse* base = GST_BASE_PARSE(self);
+  const gsize size = std::min<gsize>(bytes.size(), G_MAXINT);
+  const bool at_end = GST_BASE_PARSE_DRAINING(base) && size == bytes.size();
+  const CallLimits limits = zel_g719_parse_call_limits(self, size);
+  gst_base_parse_set_min_frame_size(base, g719::PAYLOAD_HEADER_BYTES);
+  GstFlowReturn flow = GST_FLOW_OK;
+  bool is_done = false;
+  for (gsize taken = 0; taken < size && flow == GST_FLOW_OK && !is_done;) {
+    const guint8* rest = bytes.data() + taken;
+    const auto found = g719::find_payload(rest, size - taken, at_end, self->finder);
+    taken += found.skipped_bytes + found.payload_bytes;
+    *skipped += found.skipped_bytes;
+    if (found.payload_bytes > 0) {
+      zel_g719_parse_drop(self, held, *skipped);
+      *skipped = 0;
+      flow = zel_g719_parse_finish_payload(self, held, found.payload_bytes,
+                                           g719::read_payload(rest, found.payload_bytes));
+      is_done = limits.ends_behind_payload;
+    } else if (found.skipped_bytes > 0) {
+      is_done = limits.ends_behind_damage;
+    } else {
+      zel_g719_parse_want(self, found.wanted_bytes);
+      is_done = true;
+    }
+  }
   return flow;
 }
 
@@ -273,31 +310,16 @@ static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBasePars
     GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Could not map the stream."), (nullptr));
     return GST_FLOW_ERROR;
   }
-  const gsize size = std::min<gsize>(bytes.size(), G_MAXINT);
-  const bool at_end = GST_BASE_PARSE_DRAINING(base) && size == bytes.size();
-  const bool takes_all = zel_g719_parse_takes_all(self, size);
-  gst_base_parse_set_min_frame_size(base, g719::PAYLOAD_HEADER_BYTES);
-  gsize taken = 0;
-  GstFlowReturn flow = GST_FLOW_OK;
-  do {
-    const guint8* rest = bytes.data() + taken;
-    const auto found = g719::find_payload(rest, size - taken, at_end, self->finder);
-    if (found.wanted_bytes > 0) {
-      zel_g719_parse_want(self, found.wanted_bytes);
-      break;
-    }
-    if (found.skipped_bytes > 0 && taken == 0) {
-      *skipsize = static_cast<gint>(found.skipped_bytes);
-      self->position += found.skipped_bytes;
-      self->passed_over += found.skipped_bytes;
-      if (at_end && found.skipped_bytes == size && self->bitrate != 0) {
-        zel_g719_parse_report_damage(self);
-      }
-      break;
-    }
-    flow = zel_g719_parse_take(self, frame, rest, found);
-    taken += found.skipped_bytes + found.payload_bytes;
-  } while (flow == GST_FLOW_OK && takes_all && taken < size);
+  gsize skipped = 0;
+  const GstFlowReturn flow = zel_g719_parse_take(self, frame, bytes, &skipped);
+  if (self->position > frame->offset) {
+    zel_g719_parse_drop(self, frame, skipped);
+  } else {
+    *skipsize = static_cast<gint>(skipped);
+    zel_g719_parse_pass_over(self, skipped);
+  }
+  const bool is_rest = GST_BASE_PARSE_DRAINING(base) && skipped == bytes.size();
+  if (is_rest && self->bitrate != 0) zel_g719_parse_report_damage(self);
   return flow;
 }
 

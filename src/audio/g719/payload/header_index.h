@@ -22,10 +22,10 @@ inline bool is_header_of_frames(const std::uint8_t* header) {
          frame_bytes_of_length_code(entry.length_code) > 0;
 }
 
-// Chains of headers, a chain a kind. It takes no memory before the first is added, then 882 kB. That
-// has room for two of the largest payloads. When it is used up the index begins anew at the present
-// place, and reads what lies ahead a second time: one of the largest payloads at most, and not before
-// as much lies behind.
+// Chains of headers, a chain a kind. It takes no memory before the first is added, then 882 kB.
+// That has room for two of the largest payloads. When it is used up the index begins anew at the
+// present place, and reads what lies ahead a second time: one of the largest payloads at most, and
+// not before as much lies behind.
 struct HeaderIndex {
   std::uint64_t start = 0;  // in the stream, of the place that counts as 0 in what follows
   // The ends of each chain; the last one means nothing where there is no first one.
