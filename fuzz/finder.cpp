@@ -1,31 +1,38 @@
-// The same payloads are found in any stream however it comes, no byte twice. The first byte chooses
-// the size of the blocks.
-#include "payload/payload_finder.h"
+// The same payloads are found in any stream however it comes, no byte twice, with a bounded number
+// of looks at each. The first byte chooses the size of the blocks.
+#include "payload/toc_entry.h"
+
+static std::size_t looks;
+#define read_toc_entry(header) (looks++, read_toc_entry(header))
+#include "payload/header_index.cpp"
+#include "payload/payload_finder.cpp"
+#undef read_toc_entry
 
 #include "input.h"
 
 using Payloads = std::vector<std::pair<std::size_t, std::size_t>>;  // offset, size
 
-// In blocks, or in blocks of 0: as many bytes as were wanted.
+// In blocks, or in blocks of 0: as many bytes as are wanted.
 static Payloads find_all(const std::uint8_t* stream, std::size_t size, std::size_t block) {
   Payloads found;
-  g719::FinderState state;
-  std::size_t start = 0, end = 0, wanted_end = 0;
-  while (start < size) {
+  g719::PayloadFinder finder;
+  std::size_t start = 0, end = 0, wanted_end = 1, calls = 0;
+  for (looks = 0; start < size;) {
     end = std::min(size, block > 0 ? end + block : wanted_end);
     const std::vector<std::uint8_t> held(stream + start, stream + end);
-    std::size_t taken = 0;
-    for (g719::FoundPayload next = {0, 1, 0}; next.payload_bytes > 0;) {
-      next = g719::find_payload(held.data() + taken, held.size() - taken, end == size, &state);
-      taken += next.skipped_bytes;
-      if (next.payload_bytes > 0) found.emplace_back(start + taken, next.payload_bytes);
-      taken += next.payload_bytes;
-      assert(taken <= held.size());
-      if (next.payload_bytes == 0) wanted_end = start + taken + next.wanted_bytes;
+    for (std::size_t taken = 0, wanted = 0; start < end && wanted == 0; calls++) {
+      const auto next =
+          g719::find_payload(held.data() + taken, held.size() - taken, end == size, &finder);
+      assert((next.skipped_bytes > 0) + (next.payload_bytes > 0) + (next.wanted_bytes > 0) == 1);
+      if (next.payload_bytes > 0) found.emplace_back(start, next.payload_bytes);
+      taken += next.skipped_bytes + next.payload_bytes;
+      start += next.skipped_bytes + next.payload_bytes;
+      wanted = next.wanted_bytes;
+      wanted_end = start + std::max<std::size_t>(wanted, 1);
+      assert(start <= end && (wanted == 0 || (end < size && wanted_end > end)));
     }
-    start += taken;
-    assert(end == size ? start == size : wanted_end > end);
   }
+  assert(looks <= 20 * (size + calls));
   return found;
 }
 

@@ -1,4 +1,4 @@
-// Prints what the frames of a payload file say, a line a frame, as the decoder's own reader
+// Prints what the frames of payload files say, a line a frame, as the decoder's own reader
 // understands them. The text of --help is below.
 #include <algorithm>
 #include <array>
@@ -17,16 +17,18 @@
 
 namespace {
 
-constexpr char USAGE[] = "usage: g719-dump [--full] [--csv] FILE\n";
+constexpr char USAGE[] = "usage: g719-dump [--full] [--csv] FILE...\n";
 constexpr char HELP[] =
-    R"(Prints what the frames of a G.719 payload file say, a line a frame. FILE - is standard input.
+    R"(Prints what the frames of G.719 payload files say, a line a frame. FILE - is standard input.
 
-  --full  adds to each frame its norms, the bits a coefficient of its bands and, for each band that
-          has bits, its coefficient indices; with one bit a coefficient one for every eight
-  --csv   puts commas between the columns
-  --help  prints this
+  --full     adds to each frame its norms, the bits a coefficient of its bands and, for each band
+             that has bits, its coefficient indices; with one bit a coefficient one for every eight
+  --csv      puts commas between the columns
+  --help     prints this
+  --version  prints the version
 
-  frame      number of the frame, from 0 on
+  file       name of the file, if several are given
+  frame      number of the frame in its file, from 0 on
   time       where its audio begins, in s; what was lost does not count
   offset     of the frame in the file, in bytes
   bytes      of the frame
@@ -39,14 +41,16 @@ constexpr char HELP[] =
   padding    bits behind the fields
   noise      noise level; "-" in transient frames, which send none
 
-Damage goes to standard error with its byte offset, the dump goes on, and the exit status is 1.
+Damage goes to standard error with its byte offset, the dump goes on, and the exit status is 1. So
+it is with files that cannot be read.
 )";
 
 struct Column {
   const char* name;
   int width;
 };
-constexpr std::array<Column, 12> COLUMNS = {{{"frame", 6},
+constexpr std::array<Column, 13> COLUMNS = {{{"file", 0},  // as wide as the longest name
+                                             {"frame", 6},
                                              {"time", 8},
                                              {"offset", 9},
                                              {"bytes", 5},
@@ -61,29 +65,48 @@ constexpr std::array<Column, 12> COLUMNS = {{{"frame", 6},
 using Row = std::array<std::string, COLUMNS.size()>;
 
 constexpr double FRAME_SECONDS = 0.02;
+constexpr std::size_t BLOCK_BYTES = 65536;
 
 struct Options {
   bool full = false;
   bool csv = false;
-  const char* path = nullptr;
+  std::vector<const char*> paths = {};
 };
 
-// What was printed so far.
+// What was printed so far of a file.
 struct Progress {
-  int frames = 0;
+  const char* path = nullptr;
+  std::uint64_t frames = 0;
   bool damaged = false;
+  int read_error = 0;  // an errno
 };
 
-void report_damage(std::size_t offset, const std::string& what, Progress* progress) {
+bool names_files(const Options& options) { return options.paths.size() > 1; }
+
+void report(const char* path, const std::string& what) {
   std::fflush(stdout);  // so that the message stands below the frames before it
-  std::fprintf(stderr, "g719-dump: byte %zu: %s\n", offset, what.c_str());
+  std::fprintf(stderr, "g719-dump: %s%s%s\n", path, *path == '\0' ? "" : ": ", what.c_str());
+}
+
+void report_damage(std::uint64_t offset, const std::string& what, const Options& options,
+                   Progress* progress) {
+  report(names_files(options) ? progress->path : "",
+         "byte " + std::to_string(offset) + ": " + what);
   progress->damaged = true;
 }
 
+int width_of_names(const Options& options) {
+  std::size_t width = std::strlen(COLUMNS[0].name);
+  for (const char* path : options.paths) width = std::max(width, std::strlen(path));
+  return -static_cast<int>(width);  // to the left
+}
+
 void print_row(const Row& cells, const Options& options) {
-  for (std::size_t i = 0; i < cells.size(); ++i) {
-    if (i > 0) std::putchar(options.csv ? ',' : ' ');
-    std::printf("%*s", options.csv ? 0 : COLUMNS[i].width, cells[i].c_str());
+  const std::size_t first = names_files(options) ? 0 : 1;
+  for (std::size_t i = first; i < cells.size(); ++i) {
+    if (i > first) std::putchar(options.csv ? ',' : ' ');
+    const int width = i == 0 ? width_of_names(options) : COLUMNS[i].width;
+    std::printf("%*s", options.csv ? 0 : width, cells[i].c_str());
   }
   std::putchar('\n');
 }
@@ -113,15 +136,15 @@ void print_lists(const g719::FrameFields& fields, const Options& options) {
   }
 }
 
-std::string time_of_frame(int number) {
+std::string time_of_frame(std::uint64_t number) {
   char text[32];
-  std::snprintf(text, sizeof text, "%.2f", number * FRAME_SECONDS);
+  std::snprintf(text, sizeof text, "%.2f", static_cast<double>(number) * FRAME_SECONDS);
   return text;
 }
 
 std::string code_name(bool huffman) { return huffman ? "huffman" : "fixed"; }
 
-void dump_frame(const std::uint8_t* frame, int frame_bytes, std::size_t offset,
+void dump_frame(const std::uint8_t* frame, int frame_bytes, std::uint64_t offset,
                 const Options& options, Progress* progress) {
   g719::FrameFields fields = {};
   const int frame_bits = frame_bytes * 8;
@@ -129,7 +152,7 @@ void dump_frame(const std::uint8_t* frame, int frame_bytes, std::size_t offset,
   const auto leftover_bands =
       std::count(fields.leftover_bits, fields.leftover_bits + fields.coded_bands, 1);
 
-  print_row({std::to_string(progress->frames), time_of_frame(progress->frames),
+  print_row({progress->path, std::to_string(progress->frames), time_of_frame(progress->frames),
              std::to_string(offset), std::to_string(frame_bytes), fields.transient ? "1" : "0",
              std::to_string(fields.coded_bands), code_name(fields.norm_huffman),
              code_name(fields.coef_huffman), std::to_string(bits), std::to_string(leftover_bands),
@@ -141,12 +164,12 @@ void dump_frame(const std::uint8_t* frame, int frame_bytes, std::size_t offset,
     report_damage(offset,
                   "frame " + std::to_string(progress->frames) + " asks for " +
                       std::to_string(bits) + " bits and has " + std::to_string(frame_bits),
-                  progress);
+                  options, progress);
   }
   progress->frames++;
 }
 
-void dump_payload(const std::uint8_t* bytes, std::size_t size, std::size_t offset,
+void dump_payload(const std::uint8_t* bytes, std::size_t size, std::uint64_t offset,
                   const Options& options, Progress* progress) {
   const g719::Payload payload = g719::read_payload(bytes, size);
   for (int i = 0; i < payload.frames_complete; ++i) {
@@ -158,44 +181,70 @@ void dump_payload(const std::uint8_t* bytes, std::size_t size, std::size_t offse
                   "the payload is cut: " + std::to_string(size) + " bytes hold " +
                       std::to_string(payload.frames_complete) + " of " +
                       std::to_string(payload.header.blocks) + " frames",
-                  progress);
+                  options, progress);
   }
 }
 
-void dump_stream(const std::vector<std::uint8_t>& bytes, const Options& options,
-                 Progress* progress) {
-  g719::FinderState state;
-  std::size_t position = 0;
-  while (position < bytes.size()) {
+void report_skipped(std::uint64_t end, std::uint64_t skipped, const Options& options,
+                    Progress* progress) {
+  if (skipped == 0) return;
+  report_damage(end - skipped,
+                "no header that fits; " + std::to_string(skipped) + " bytes are passed over",
+                options, progress);
+}
+
+// Reads a block behind what is held, of which the first `done` bytes are given up. False if the
+// file ends in it.
+bool read_block(std::FILE* file, std::size_t done, std::vector<std::uint8_t>* held,
+                Progress* progress) {
+  held->erase(held->begin(), held->begin() + static_cast<std::ptrdiff_t>(done));
+  const std::size_t rest = held->size();
+  held->resize(rest + BLOCK_BYTES);
+  const std::size_t read = std::fread(held->data() + rest, 1, BLOCK_BYTES, file);
+  if (std::ferror(file) != 0) progress->read_error = errno;
+  held->resize(rest + read);
+  return read == BLOCK_BYTES;
+}
+
+// Holds no more than two of the largest payloads and a block, however long the file is.
+void dump_stream(std::FILE* file, const Options& options, Progress* progress) {
+  g719::PayloadFinder finder;
+  std::vector<std::uint8_t> held;
+  std::size_t done = 0;
+  std::uint64_t skipped = 0;  // bytes since the last payload
+  for (bool at_end = false; !at_end || done < held.size();) {
     const g719::FoundPayload found =
-        g719::find_payload(&bytes[position], bytes.size() - position, true, &state);
-    if (found.skipped_bytes > 0) {
-      report_damage(
-          position,
-          "no header that fits; " + std::to_string(found.skipped_bytes) + " bytes are passed over",
-          progress);
+        g719::find_payload(held.data() + done, held.size() - done, at_end, &finder);
+    if (found.wanted_bytes > 0) {
+      at_end = !read_block(file, done, &held, progress);
+      done = 0;
+    } else if (found.payload_bytes > 0) {
+      const std::uint64_t offset = finder.position - found.payload_bytes;
+      report_skipped(offset, skipped, options, progress);
+      dump_payload(&held[done], found.payload_bytes, offset, options, progress);
+      skipped = 0;
     }
-    position += found.skipped_bytes;
-    if (found.payload_bytes > 0) {
-      dump_payload(&bytes[position], found.payload_bytes, position, options, progress);
-    }
-    position += found.payload_bytes;
+    skipped += found.skipped_bytes;
+    done += found.skipped_bytes + found.payload_bytes;
   }
+  report_skipped(finder.position, skipped, options, progress);
 }
 
-// False, with errno, if the file cannot be read.
-bool read_file(const char* path, std::vector<std::uint8_t>* bytes) {
+// Returns whether the whole file was understood.
+bool dump_file(const char* path, const Options& options, bool* has_header) {
   const bool is_stdin = std::strcmp(path, "-") == 0;
   std::FILE* file = is_stdin ? stdin : std::fopen(path, "rb");
-  if (file == nullptr) return false;
-  std::array<std::uint8_t, 65536> block;
-  while (const std::size_t held = std::fread(block.data(), 1, block.size(), file)) {
-    bytes->insert(bytes->end(), block.begin(), block.begin() + held);
+  Progress progress = {.path = path};
+  if (file == nullptr) {
+    progress.read_error = errno;
+  } else {
+    if (!*has_header) print_header(options);
+    *has_header = true;
+    dump_stream(file, options, &progress);
+    if (!is_stdin) std::fclose(file);
   }
-  const int error = std::ferror(file) != 0 ? errno : 0;
-  if (!is_stdin) std::fclose(file);
-  errno = error;
-  return error == 0;
+  if (progress.read_error != 0) report(path, std::strerror(progress.read_error));
+  return !progress.damaged && progress.read_error == 0;
 }
 
 // False if the arguments are not what USAGE says.
@@ -206,20 +255,25 @@ bool parse_arguments(int argc, char** argv, Options* options) {
       options->full = true;
     } else if (argument == "--csv") {
       options->csv = true;
-    } else if (options->path != nullptr || (argument.size() > 1 && argument[0] == '-')) {
+    } else if (argument.size() > 1 && argument[0] == '-') {
       return false;
     } else {
-      options->path = argv[i];
+      options->paths.push_back(argv[i]);
     }
   }
-  return options->path != nullptr;
+  return !options->paths.empty();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+  const std::string_view only = argc == 2 ? argv[1] : "";
+  if (only == "--help") {
     std::printf("%s\n%s", USAGE, HELP);
+    return 0;
+  }
+  if (only == "--version") {
+    std::puts("g719-dump " VERSION);
     return 0;
   }
   Options options;
@@ -227,15 +281,10 @@ int main(int argc, char** argv) {
     std::fputs(USAGE, stderr);
     return 2;
   }
-  std::vector<std::uint8_t> bytes;
-  if (!read_file(options.path, &bytes)) {
-    std::fprintf(stderr, "g719-dump: %s: %s\n", options.path, std::strerror(errno));
-    return 1;
-  }
-  Progress progress;
-  print_header(options);
-  dump_stream(bytes, options, &progress);
+  bool is_sound = true;
+  bool has_header = false;
+  for (const char* path : options.paths) is_sound &= dump_file(path, options, &has_header);
   const bool is_written = std::fflush(stdout) == 0;
   if (!is_written) std::perror("g719-dump: standard output");
-  return progress.damaged || !is_written ? 1 : 0;
+  return is_sound && is_written ? 0 : 1;
 }

@@ -8,7 +8,6 @@
 #include <set>
 #include <sstream>
 
-#include "payload/payload_finder.h"
 #include "support.h"
 
 namespace {
@@ -82,30 +81,6 @@ TEST(Pipeline, RecordedStreams) {
     EXPECT_TRUE(finish(play(encode + " ! " + between + " ! zelg719dec")).bytes == audio);
   }
   EXPECT_EQ(encoded, 18);
-}
-
-// Any byte is lost but those of the first payload and the last three: all but two payloads are
-// left.
-TEST(Finder, OneByteMissing) {
-  for (const auto& file : std::filesystem::directory_iterator("vectors")) {
-    if (file.path().extension() != ".g719") continue;
-    const std::string stream = contents(file.path());
-    const gsize size = stream.size() / 50;
-    for (gsize lost = size; lost < stream.size() - 3 * size; lost++) {
-      const std::string damaged = stream.substr(0, lost) + stream.substr(lost + 1);
-      g719::FinderState state;
-      gsize position = 0, intact = 0;
-      while (position < damaged.size()) {
-        const auto next = g719::find_payload(reinterpret_cast<const guint8*>(&damaged[position]),
-                                             damaged.size() - position, true, &state);
-        position += next.skipped_bytes;
-        const gsize place = position + (position > lost ? 1 : 0);
-        intact += place % size == 0 && (place > lost || place + size <= lost);
-        position += next.payload_bytes;
-      }
-      EXPECT_GE(intact, 48U) << file.path() << " without byte " << lost;
-    }
-  }
 }
 
 // An hour of payloads, no two of them alike; from the second half hour on with other bitrates,

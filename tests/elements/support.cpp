@@ -285,13 +285,14 @@ void note_payload(Element*, GstBuffer* buffer) {
        (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_RESYNC) ? " resync" : ""));
 }
 
-// What stands before it in the input was passed over.
+// What stands before it in the input was passed over, and the buffer is marked so.
 void note_found(Element* e, GstBuffer* buffer) {
   const std::string bytes = contents(buffer), caps = output_caps(e);
   const gsize place = e->input.find(bytes);
   e->input.erase(0, place + bytes.size());
   note(std::to_string(bytes.size()) + " of " + caps.substr(caps.find("bitrate=(int)") + 13, 5) +
-       (place == 0 ? "" : " behind " + std::to_string(place) + " others") + time_of(buffer) +
+       (place == 0 ? "" : " behind " + std::to_string(place) + " others") +
+       (place == 0 || GST_BUFFER_IS_DISCONT(buffer) ? "" : " unmarked") + time_of(buffer) +
        " lasts " + std::to_string(GST_BUFFER_DURATION(buffer) / GST_MSECOND));
 }
 
@@ -319,6 +320,11 @@ void send_lost(Element* e, std::istream& words, GstClockTime time) {
                                  gst_structure_new("GstRTPPacketLost", "seqnum", G_TYPE_UINT, 0,
                                                    "timestamp", G_TYPE_UINT64, time, "duration",
                                                    G_TYPE_UINT64, ms * GST_MSECOND, nullptr)));
+}
+
+void note_announced(Element* e) {
+  note(std::to_string(e->caps_events) + " caps, " + std::to_string(e->tag_events) + " tags");
+  e->caps_events = e->tag_events = 0;
 }
 
 // The output caps in the description of a session, and as they are read from there.
@@ -390,6 +396,15 @@ GstPadProbeReturn answer_latency(GstPad*, GstPadProbeInfo* info, gpointer) {
   return GST_PAD_PROBE_HANDLED;
 }
 
+void note_event(Element* e, GstEvent* event) {
+  const GstEventType type = GST_EVENT_TYPE(event);
+  e->caps_events += type == GST_EVENT_CAPS;
+  e->tag_events += type == GST_EVENT_TAG;
+  if (type == GST_EVENT_GAP) note_gap(event);
+  const bool is_changed = gst_event_get_seqnum(event) != e->segment;
+  if (type == GST_EVENT_SEGMENT && e->suite == "Payloader" && is_changed) note("another segment");
+}
+
 // Buffers, gaps, and what should not be: a segment with a number of its own, and buffers behind the
 // start of a stream that they do not belong to.
 void note_output(Element* e, bool was_started) {
@@ -398,13 +413,10 @@ void note_output(Element* e, bool was_started) {
     if (GST_IS_BUFFER(item)) {
       KINDS.at(e->suite).note(e, GST_BUFFER(item));
       if (is_new) note("too late");
-    } else if (GST_EVENT_TYPE(item) == GST_EVENT_GAP) {
-      note_gap(GST_EVENT(item));
-    } else if (GST_EVENT_TYPE(item) == GST_EVENT_SEGMENT) {
-      const bool is_same = gst_event_get_seqnum(GST_EVENT(item)) == e->segment;
-      if (e->suite == "Payloader" && !is_same) note("another segment");
+    } else {
+      note_event(e, GST_EVENT(item));
+      is_new = is_new || (was_started && GST_EVENT_TYPE(item) == GST_EVENT_STREAM_START);
     }
-    is_new = is_new || (was_started && GST_EVENT_TYPE(item) == GST_EVENT_STREAM_START);
     gst_mini_object_unref(item);
   }
   while (g_autoptr(GstBuffer) buffer = gst_harness_try_pull(e->h)) continue;
@@ -463,6 +475,7 @@ std::string Element::step(const std::string& text) {
       {"downstream", [&] { words >> word, gst_harness_set_sink_caps_str(h, word.c_str()); }},
       {"facts", [&] { note_facts(this); }},
       {"time", [&] { note_time(this, words); }},
+      {"announced", [&] { note_announced(this); }},
       {"sdp", [&] { note_sdp(this); }},
       {"flush", [&] { flush(this); }},
       {"segment", [&] { send_segment(this); }},

@@ -48,6 +48,7 @@ struct Codec {
 //   upstream                    from now on it says: live, 30 ms of latency, 90 at most
 //   facts                       asks for output caps, latency, samples a frame
 //   time BYTE                   parser: when the audio of that byte is played
+//   announced                   counts the events with caps and with tags since the last such step
 //   sdp                         writes the output caps as SDP and reads them from there
 //   flush, eos, segment, gap @T events
 //   restart                     to READY, PAUSED, NULL and back to PLAYING, then as `caps`
@@ -78,7 +79,8 @@ struct Element {
   guint32 segment = 0;                        // number of the last one sent
   std::string caps;                           // of the input
   GstFormat format = GST_FORMAT_TIME;
-  gsize position = 0;   // in the recorded music
+  gsize position = 0;  // in the recorded music
+  guint caps_events = 0, tag_events = 0;
   guint sources = 0;    // that the input names
   guint16 packets = 0;  // pushed or lost
   gint bitrate = 0;     // of the last payload pushed

@@ -24,17 +24,23 @@
 
 struct _ZelG719Parse {
   GstBaseParse parent;
-  g719::FinderState finder;
-  guint64 position;           // in the stream, of what the finder sees next, in bytes
-  gboolean read_without_gap;  // all from the start to there
-  guint64 passed_over;        // bytes since the last payload
-  guint warnings;             // posted
-  gboolean is_empty;          // the stream, so far
-  gint32 bitrate;             // of the caps, bit/s; 0: none yet
-  g719::PayloadMap* map;      // owned, from start to stop; guarded by the object's lock
+  g719::PayloadFinder* finder;  // owned, from start to stop, as is the map
+  guint64 position;             // in the stream, of what the finder sees next, in bytes
+  guint64 received_since_time;  // bytes from the last pushed buffer on that had a timestamp
+  gboolean read_without_gap;    // all from the start to there
+  guint64 passed_over;          // bytes since the last payload
+  guint warnings;               // posted
+  gboolean is_empty;            // the stream, so far
+  gint32 bitrate;               // of the caps, bit/s; 0: none yet
+  GstCaps* caps[g719::MAX_LENGTH_CODE + 1];  // those needed so far, by length code
+  gint32 tagged_bitrate;                     // 0: none yet
+  GstClockTime since_tag;                    // duration of the payloads from the tagged one on
+  g719::PayloadMap* map;                     // guarded by the object's lock
 };
 
 static constexpr guint MAX_WARNINGS = 100;  // posted; the log has all
+static constexpr GstClockTime TAG_INTERVAL = GST_SECOND;
+static constexpr guint PULLED_AHEAD = 64 * 1024;  // bytes beyond those that decide
 
 GST_DEBUG_CATEGORY_STATIC(zel_g719_parse_debug);
 #define GST_CAT_DEFAULT zel_g719_parse_debug
@@ -77,17 +83,34 @@ static void zel_g719_parse_class_init(ZelG719ParseClass* klass) {
   GST_DEBUG_CATEGORY_INIT(zel_g719_parse_debug, "g719parse", 0, "g719parse");
 }
 
-static void zel_g719_parse_init(ZelG719Parse*) {}
+static GstPadProbeReturn zel_g719_parse_note_time(GstPad*, GstPadProbeInfo* info, gpointer data) {
+  auto* self = ZEL_G719_PARSE(data);
+  GstBuffer* buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+  if (GST_BUFFER_PTS_IS_VALID(buffer) || GST_BUFFER_DTS_IS_VALID(buffer)) {
+    self->received_since_time = 0;
+  }
+  self->received_since_time += gst_buffer_get_size(buffer);
+  return GST_PAD_PROBE_OK;
+}
+
+static void zel_g719_parse_init(ZelG719Parse* self) {
+  gst_pad_add_probe(
+      GST_BASE_PARSE_SINK_PAD(self),
+      static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_PUSH | GST_PAD_PROBE_TYPE_BUFFER),
+      zel_g719_parse_note_time, self, nullptr);
+}
 
 static gboolean zel_g719_parse_start(GstBaseParse* base) {
   auto* self = ZEL_G719_PARSE(base);
-  self->finder = {};
+  self->finder = new g719::PayloadFinder;
   self->position = 0;
   self->read_without_gap = TRUE;
   self->passed_over = 0;
   self->warnings = 0;
   self->is_empty = TRUE;
+  self->received_since_time = 0;
   self->bitrate = 0;
+  self->tagged_bitrate = 0;
   GST_OBJECT_LOCK(self);
   self->map = new g719::PayloadMap;
   GST_OBJECT_UNLOCK(self);
@@ -97,6 +120,9 @@ static gboolean zel_g719_parse_start(GstBaseParse* base) {
 
 static gboolean zel_g719_parse_stop(GstBaseParse* base) {
   auto* self = ZEL_G719_PARSE(base);
+  for (GstCaps*& caps : self->caps) gst_clear_caps(&caps);
+  delete self->finder;
+  self->finder = nullptr;
   GST_OBJECT_LOCK(self);
   delete self->map;
   self->map = nullptr;
@@ -112,8 +138,7 @@ static void zel_g719_parse_follow_jump(ZelG719Parse* self, guint64 offset) {
   self->position = offset;
   self->read_without_gap = g719::is_payload_border(*self->map, offset);
   self->passed_over = 0;
-  self->finder = {};
-  self->finder.in_step = self->read_without_gap;
+  *self->finder = {.in_step = self->read_without_gap != FALSE};
 }
 
 // Says how many bytes were passed over, once they are over.
@@ -132,30 +157,63 @@ static void zel_g719_parse_report_damage(ZelG719Parse* self) {
   self->passed_over = 0;
 }
 
-// For those who list or label streams.
+// For those who list or label streams, who need not know of every change.
 static void zel_g719_parse_tag(ZelG719Parse* self, gint32 bitrate) {
+  if (bitrate == self->tagged_bitrate) return;
+  if (self->tagged_bitrate != 0 && self->since_tag < TAG_INTERVAL) return;
   GstTagList* tags = gst_tag_list_new(GST_TAG_AUDIO_CODEC, "G.719", GST_TAG_BITRATE,
                                       static_cast<guint>(bitrate), nullptr);
   gst_base_parse_merge_tags(GST_BASE_PARSE(self), tags, GST_TAG_MERGE_REPLACE);
   gst_tag_list_unref(tags);
+  self->tagged_bitrate = bitrate;
+  self->since_tag = 0;
 }
 
 // Caps that cannot be set, in a flush for one, are set with the next payload; the push of this one
 // says what is wrong.
-static void zel_g719_parse_set_bitrate(ZelG719Parse* self, gint32 bitrate) {
-  if (bitrate == self->bitrate) return;
-  zel_g719_parse_tag(self, bitrate);
-  GstCaps* caps = gst_caps_new_simple("audio/G719", "rate", G_TYPE_INT, G719_SAMPLE_RATE,
-                                      "channels", G_TYPE_INT, 1, "bitrate", G_TYPE_INT, bitrate,
-                                      "framed", G_TYPE_BOOLEAN, TRUE, nullptr);
-  if (gst_pad_set_caps(GST_BASE_PARSE_SRC_PAD(self), caps)) self->bitrate = bitrate;
-  gst_caps_unref(caps);
+static void zel_g719_parse_set_caps(ZelG719Parse* self, const g719::Payload& payload) {
+  if (payload.bitrate == self->bitrate) return;
+  GstCaps*& caps = self->caps[payload.header.length_code];
+  if (caps == nullptr) {
+    caps = gst_caps_new_simple("audio/G719", "rate", G_TYPE_INT, G719_SAMPLE_RATE, "channels",
+                               G_TYPE_INT, 1, "bitrate", G_TYPE_INT, payload.bitrate, "framed",
+                               G_TYPE_BOOLEAN, TRUE, nullptr);
+  }
+  if (gst_pad_set_caps(GST_BASE_PARSE_SRC_PAD(self), caps)) self->bitrate = payload.bitrate;
 }
 
-static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self, GstBaseParseFrame* frame,
-                                                   gsize size, const g719::Payload& payload) {
+// A payload without frames goes out under the caps of the one before: a decoder keeps what is said
+// about payloads until their sound comes.
+static void zel_g719_parse_announce(ZelG719Parse* self, const g719::Payload& payload) {
+  const bool has_frames = payload.frames_complete > 0;
+  if (has_frames) zel_g719_parse_tag(self, payload.bitrate);
+  if (has_frames || self->bitrate == 0) zel_g719_parse_set_caps(self, payload);
+  self->since_tag += payload.frames_complete * g719::FRAME_DURATION;
+}
+
+// A frame for what comes next of all that is held.
+static GstBaseParseFrame zel_g719_parse_next_frame(ZelG719Parse* self,
+                                                   const GstBaseParseFrame* held) {
+  GstBaseParseFrame frame;
+  gst_base_parse_frame_init(&frame);
+  frame.buffer = gst_buffer_new();
+  frame.offset = GST_BUFFER_OFFSET(frame.buffer) = self->position;
+  if (self->position == held->offset) {
+    frame.flags = held->flags;
+    const guint copied = GST_BUFFER_COPY_FLAGS | GST_BUFFER_COPY_TIMESTAMPS;
+    gst_buffer_copy_into(frame.buffer, held->buffer, static_cast<GstBufferCopyFlags>(copied), 0,
+                         -1);
+  }
+  return frame;
+}
+
+static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self,
+                                                   const GstBaseParseFrame* held, gsize size,
+                                                   const g719::Payload& payload) {
+  GstBaseParseFrame frame = zel_g719_parse_next_frame(self, held);
+  if (self->passed_over > 0) GST_BUFFER_FLAG_SET(frame.buffer, GST_BUFFER_FLAG_DISCONT);
   zel_g719_parse_report_damage(self);
-  zel_g719_parse_set_bitrate(self, payload.bitrate);
+  zel_g719_parse_announce(self, payload);
   if (self->read_without_gap) {
     GST_OBJECT_LOCK(self);
     g719::add_payload(self->map, self->position, static_cast<guint32>(size),
@@ -163,9 +221,83 @@ static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self, GstBasePa
     GST_OBJECT_UNLOCK(self);
   }
   self->position += size;
-  GST_BUFFER_DURATION(frame->buffer) = payload.frames_complete * g719::FRAME_DURATION;
-  gst_base_parse_set_min_frame_size(GST_BASE_PARSE(self), g719::PAYLOAD_HEADER_BYTES);
-  return gst_base_parse_finish_frame(GST_BASE_PARSE(self), frame, static_cast<gint>(size));
+  GST_BUFFER_DURATION(frame.buffer) = payload.frames_complete * g719::FRAME_DURATION;
+  const GstFlowReturn flow =
+      gst_base_parse_finish_frame(GST_BASE_PARSE(self), &frame, static_cast<gint>(size));
+  gst_base_parse_frame_free(&frame);
+  return flow;
+}
+
+static void zel_g719_parse_pass_over(ZelG719Parse* self, gsize size) {
+  self->position += size;
+  self->passed_over += size;
+}
+
+// Passes bytes over in a call that finishes payloads, too, in which the base class does not.
+static void zel_g719_parse_drop(ZelG719Parse* self, const GstBaseParseFrame* held, gsize size) {
+  if (size == 0) return;
+  GstBaseParseFrame frame = zel_g719_parse_next_frame(self, held);
+  zel_g719_parse_pass_over(self, size);
+  frame.flags |= GST_BASE_PARSE_FRAME_FLAG_DROP;
+  gst_base_parse_finish_frame(GST_BASE_PARSE(self), &frame, static_cast<gint>(size));
+  gst_base_parse_frame_free(&frame);
+}
+
+// How much a call may do. When bytes are passed over in a call of their own a pulled stream is read
+// again, and for each call all that is held of a pushed one is copied. So a call goes on as far as
+// it can. But a pulled stream must leave room for a seek between any two payloads, one that is
+// played backwards needs the bytes passed over, and only the base class sees timestamps.
+struct CallLimits {
+  bool ends_behind_damage;
+  bool ends_behind_payload;
+};
+
+static CallLimits zel_g719_parse_call_limits(ZelG719Parse* self, gsize held) {
+  GstBaseParse* base = GST_BASE_PARSE(self);
+  if (base->segment.rate < 0.0) return {true, true};
+  if (GST_PAD_MODE(GST_BASE_PARSE_SINK_PAD(base)) == GST_PAD_MODE_PULL) return {false, true};
+  const bool has_timestamps = held > self->received_since_time || GST_BASE_PARSE_DRAINING(base);
+  return {has_timestamps, has_timestamps};
+}
+
+// Where reading on costs no time, it is read on for some more doubts.
+static void zel_g719_parse_want(ZelG719Parse* self, gsize wanted) {
+  GstBaseParse* base = GST_BASE_PARSE(self);
+  const bool is_pulled = GST_PAD_MODE(GST_BASE_PARSE_SINK_PAD(base)) == GST_PAD_MODE_PULL;
+  gst_base_parse_set_min_frame_size(base,
+                                    static_cast<guint>(wanted) + (is_pulled ? PULLED_AHEAD : 0));
+}
+
+// Takes what is found in the bytes that are held. Returns in `skipped` how many come first of those
+// left that belong to no payload.
+static GstFlowReturn zel_g719_parse_take(ZelG719Parse* self, const GstBaseParseFrame* held,
+                                         const MappedBuffer& bytes, gsize* skipped) {
+  GstBaseParse* base = GST_BASE_PARSE(self);
+  const gsize size = std::min<gsize>(bytes.size(), G_MAXINT);
+  const bool at_end = GST_BASE_PARSE_DRAINING(base) && size == bytes.size();
+  const CallLimits limits = zel_g719_parse_call_limits(self, size);
+  gst_base_parse_set_min_frame_size(base, g719::PAYLOAD_HEADER_BYTES);
+  GstFlowReturn flow = GST_FLOW_OK;
+  bool is_done = false;
+  for (gsize taken = 0; taken < size && flow == GST_FLOW_OK && !is_done;) {
+    const guint8* rest = bytes.data() + taken;
+    const auto found = g719::find_payload(rest, size - taken, at_end, self->finder);
+    taken += found.skipped_bytes + found.payload_bytes;
+    *skipped += found.skipped_bytes;
+    if (found.payload_bytes > 0) {
+      zel_g719_parse_drop(self, held, *skipped);
+      *skipped = 0;
+      flow = zel_g719_parse_finish_payload(self, held, found.payload_bytes,
+                                           g719::read_payload(rest, found.payload_bytes));
+      is_done = limits.ends_behind_payload;
+    } else if (found.skipped_bytes > 0) {
+      is_done = limits.ends_behind_damage;
+    } else {
+      zel_g719_parse_want(self, found.wanted_bytes);
+      is_done = true;
+    }
+  }
+  return flow;
 }
 
 static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBaseParseFrame* frame,
@@ -173,36 +305,22 @@ static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBasePars
   auto* self = ZEL_G719_PARSE(base);
   self->is_empty = FALSE;
   zel_g719_parse_follow_jump(self, frame->offset);
-  g719::FoundPayload found;
-  g719::Payload payload = {};
-  {
-    const MappedBuffer bytes(frame->buffer, GST_MAP_READ);
-    if (!bytes) {
-      GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Could not map the stream."), (nullptr));
-      return GST_FLOW_ERROR;
-    }
-    found = g719::find_payload(bytes.data(), bytes.size(), GST_BASE_PARSE_DRAINING(base),
-                               &self->finder);
-    if (found.payload_bytes > 0) {
-      payload = g719::read_payload(bytes.data() + found.skipped_bytes, found.payload_bytes);
-    }
+  const MappedBuffer bytes(frame->buffer, GST_MAP_READ);
+  if (!bytes) {
+    GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Could not map the stream."), (nullptr));
+    return GST_FLOW_ERROR;
   }
-  // Of what is behind those skipped.
-  const gsize needed = found.payload_bytes > 0 ? found.payload_bytes : found.wanted_bytes;
-  gst_base_parse_set_min_frame_size(base, static_cast<guint>(needed));
-  if (found.skipped_bytes > 0) {
-    const gsize skipped = std::min<gsize>(found.skipped_bytes, G_MAXINT);
-    self->position += skipped;
-    self->passed_over += skipped;
+  gsize skipped = 0;
+  const GstFlowReturn flow = zel_g719_parse_take(self, frame, bytes, &skipped);
+  if (self->position > frame->offset) {
+    zel_g719_parse_drop(self, frame, skipped);
+  } else {
     *skipsize = static_cast<gint>(skipped);
-    const bool is_rest = GST_BASE_PARSE_DRAINING(base) && found.payload_bytes == 0;
-    if (is_rest && self->bitrate != 0) zel_g719_parse_report_damage(self);
-    return GST_FLOW_OK;
+    zel_g719_parse_pass_over(self, skipped);
   }
-  if (found.payload_bytes > 0) {
-    return zel_g719_parse_finish_payload(self, frame, found.payload_bytes, payload);
-  }
-  return GST_FLOW_OK;
+  const bool is_rest = GST_BASE_PARSE_DRAINING(base) && skipped == bytes.size();
+  if (is_rest && self->bitrate != 0) zel_g719_parse_report_damage(self);
+  return flow;
 }
 
 static gboolean zel_g719_parse_convert(GstBaseParse* base, GstFormat src_format, gint64 src_value,

@@ -2,13 +2,17 @@
 
 #include <algorithm>
 
-#include "payload/payload.h"
-
 namespace g719 {
 
 namespace {
 
-// Takes the bytes of a header, as the next two functions do.
+// What is held of the stream.
+struct Held {
+  const std::uint8_t* bytes;
+  std::size_t size;
+  bool at_end;
+};
+
 bool is_header(const std::uint8_t* header) {
   const TocEntry entry = read_toc_entry(header);
   return !entry.has_follower && frame_bytes_of_length_code(entry.length_code) > 0;
@@ -18,104 +22,112 @@ std::size_t promised_payload_bytes(const std::uint8_t* header) {
   return payload_bytes(read_toc_entry(header));
 }
 
-bool is_same_header(const std::uint8_t* a, const std::uint8_t* b) {
-  return a[0] == b[0] && a[1] == b[1];
-}
-
 struct Belief {
   bool is_believed;
-  std::size_t wanted_bytes;  // 0: decided
+  std::size_t wanted_bytes;  // of the stream to be held; 0: decided
 };
 
-// Whether a payload begins with the first of these bytes, to someone who is out of step. The end of
-// the stream is as good as a header that fits.
-Belief judge_header(const std::uint8_t* bytes, std::size_t size, bool at_end,
-                    std::uint8_t last_toc) {
-  if (!is_header(bytes) || bytes[1] == 0) return {false, 0};
-  const int wanted = last_toc == 0 || last_toc == bytes[0] ? 1 : 2;
-  std::size_t next = 0;
+// Whether a payload begins at `start`, to someone who is out of step. The end of the stream is as
+// good as a header that fits.
+Belief judge_header(const Held& held, std::size_t start, HeaderKind last_kind) {
+  const std::uint8_t* header = held.bytes + start;
+  if (!is_header_of_frames(header)) return {false, 0};
+  const HeaderKind kind = read_header_kind(header);
+  const bool is_toc_known = last_kind == HeaderKind{} || last_kind[0] == kind[0];
+  const int wanted = is_toc_known ? 1 : 2;
+  std::size_t next = start;
   for (int fitting = 1; fitting <= wanted; ++fitting) {
-    next += promised_payload_bytes(bytes);
-    if (at_end && next == size) return {fitting == wanted, 0};
+    next += promised_payload_bytes(header);
+    if (held.at_end && next == held.size) return {fitting == wanted, 0};
     const std::size_t needed = next + PAYLOAD_HEADER_BYTES;
-    if (needed > size) return {false, at_end ? 0 : needed};
-    if (!is_same_header(bytes, bytes + next)) return {false, 0};
+    if (needed > held.size) return {false, held.at_end ? 0 : needed};
+    if (kind != read_header_kind(held.bytes + next)) return {false, 0};
   }
   return {true, 0};
 }
 
 // Whether a header like the last one can be believed inside the payload that another header, the
-// one at `start`, promises. `seen` is how far earlier calls for the same bytes looked in vain.
-Belief judge_hidden_headers(const std::uint8_t* bytes, std::size_t size, bool at_end,
-                            std::size_t start, const FinderState& last, std::size_t* seen) {
-  const std::uint8_t header[] = {last.toc, last.count};
-  if (last.toc == 0 || is_same_header(bytes + start, header)) return {false, 0};
-  const std::size_t end = std::min(start + promised_payload_bytes(bytes + start), size);
-  for (*seen = std::max(*seen, start + PAYLOAD_HEADER_BYTES); *seen + PAYLOAD_HEADER_BYTES <= end;
-       ++*seen) {
-    if (!is_same_header(bytes + *seen, header)) continue;
-    const Belief belief = judge_header(bytes + *seen, size - *seen, at_end, last.toc);
-    if (belief.wanted_bytes > 0) return {false, *seen - start + belief.wanted_bytes};
-    if (belief.is_believed) return belief;
+// one at `start`, promises.
+Belief judge_hidden_headers(const Held& held, std::size_t start, PayloadFinder* finder) {
+  const HeaderKind kind = finder->last_kind;
+  const std::uint8_t* header = held.bytes + start;
+  if (kind == HeaderKind{} || kind == read_header_kind(header)) return {false, 0};
+  const std::size_t first = start + PAYLOAD_HEADER_BYTES;
+  const std::size_t end = std::min(start + promised_payload_bytes(header), held.size);
+  add_headers(&finder->ahead, held.bytes, finder->position, first, end);
+  std::uint64_t place = 0;
+  while (first_header(&finder->ahead, kind, finder->position + first, &place)) {
+    const std::size_t hidden = place - finder->position;
+    if (hidden + PAYLOAD_HEADER_BYTES > end) break;
+    const Belief belief = judge_header(held, hidden, kind);
+    if (belief.is_believed || belief.wanted_bytes > 0) return belief;
+    forget_first_header(&finder->ahead, kind);
   }
   return {false, 0};
 }
 
-// What is asked for when `wanted` bytes decide and less than that is held. Every call sees all held
-// bytes again; each shall see a quarter more, so that the sum stays linear. No more than twice as
-// much: payloads that follow may decide earlier.
-std::size_t with_margin(std::size_t wanted, std::size_t held) {
-  return std::clamp(wanted, held + held / 4, 2 * held);
+// The same as judge_header(), but a header that hides others is not believed.
+Belief judge_candidate(const Held& held, std::size_t start, PayloadFinder* finder) {
+  const Belief belief = judge_header(held, start, finder->last_kind);
+  if (!belief.is_believed && belief.wanted_bytes == 0) return belief;
+  const Belief hidden = judge_hidden_headers(held, start, finder);
+  if (hidden.is_believed) return {false, 0};
+  return hidden.wanted_bytes > 0 ? hidden : belief;
 }
 
-// The payload of `size` bytes behind those skipped, with which the finder is in step.
-FoundPayload take_payload(const std::uint8_t* bytes, std::size_t skipped, std::size_t size,
-                          FinderState* state) {
-  state->in_step = true;
-  const std::uint8_t* header = bytes + skipped;
-  if (header[1] > 0) {
-    state->toc = header[0];
-    state->count = header[1];
+// What is asked for when `wanted` bytes decide. Whoever collects bytes may have to copy all that
+// are held for each call; each shall see a quarter more, so that the sum stays linear. No more than
+// twice as much: payloads that follow may decide earlier.
+FoundPayload want_to_decide(std::size_t wanted, const Held& held) {
+  return {0, 0, std::clamp(wanted, held.size + held.size / 4, 2 * held.size)};
+}
+
+// The payload that the bytes begin with.
+FoundPayload take(const Held& held, std::size_t bytes, PayloadFinder* finder) {
+  finder->in_step = true;
+  if (is_header_of_frames(held.bytes)) finder->last_kind = read_header_kind(held.bytes);
+  return {0, bytes, 0};
+}
+
+FoundPayload search(const Held& held, PayloadFinder* finder) {
+  finder->in_step = false;
+  std::size_t start = 0;
+  for (; start + PAYLOAD_HEADER_BYTES <= held.size; ++start) {
+    const Belief belief = judge_candidate(held, start, finder);
+    if (!belief.is_believed && belief.wanted_bytes == 0) continue;
+    if (start > 0) return {start, 0, 0};
+    if (!belief.is_believed) return want_to_decide(belief.wanted_bytes, held);
+    return take(held, promised_payload_bytes(held.bytes), finder);
   }
-  return {skipped, size, 0};
+  return {held.at_end ? held.size : start, 0, 0};
+}
+
+FoundPayload go_on(const Held& held, PayloadFinder* finder) {
+  const std::size_t promised = promised_payload_bytes(held.bytes);
+  const Belief hidden = judge_hidden_headers(held, 0, finder);
+  if (hidden.wanted_bytes > 0) return want_to_decide(hidden.wanted_bytes, held);
+  if (hidden.is_believed) return search(held, finder);
+  if (promised <= held.size) return take(held, promised, finder);
+  if (!held.at_end) return {0, 0, std::min(promised, 2 * held.size)};
+  // A header that promises more than the stream holds is the damaged one, too, if payloads follow
+  // that it does not know of. Otherwise it is that of the last payload, which is cut short.
+  const FoundPayload found = search(held, finder);
+  return found.skipped_bytes == held.size ? take(held, held.size, finder) : found;
 }
 
 }  // namespace
 
 FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_end,
-                          FinderState* state) {
-  if (size < PAYLOAD_HEADER_BYTES) return {at_end ? size : 0, 0, PAYLOAD_HEADER_BYTES};
-
-  std::size_t seen = 0;
-  const bool is_expected = state->in_step && is_header(bytes);
-  if (is_expected) {
-    const std::size_t promised = promised_payload_bytes(bytes);
-    const Belief hidden = judge_hidden_headers(bytes, size, at_end, 0, *state, &seen);
-    if (hidden.wanted_bytes > 0) return {0, 0, with_margin(hidden.wanted_bytes, size)};
-    const bool hides_payloads = hidden.is_believed;
-    if (promised <= size && !hides_payloads) return take_payload(bytes, 0, promised, state);
-    if (!at_end && !hides_payloads) return {0, 0, std::min(promised, 2 * size)};
+                          PayloadFinder* finder) {
+  const Held held = {bytes, size, at_end};
+  FoundPayload found = {};
+  if (size < PAYLOAD_HEADER_BYTES) {
+    (at_end ? found.skipped_bytes : found.wanted_bytes) = at_end ? size : PAYLOAD_HEADER_BYTES;
+  } else {
+    found = finder->in_step && is_header(bytes) ? go_on(held, finder) : search(held, finder);
   }
-
-  // Out of step. A header that promises more than the stream holds is the damaged one, too, if
-  // payloads follow that it does not know of.
-  std::size_t start = 0;
-  for (; start + PAYLOAD_HEADER_BYTES <= size; ++start) {
-    const Belief belief = judge_header(bytes + start, size - start, at_end, state->toc);
-    if (!belief.is_believed && belief.wanted_bytes == 0) continue;
-    const Belief hidden = judge_hidden_headers(bytes, size, at_end, start, *state, &seen);
-    if (hidden.is_believed) continue;
-    const std::size_t wanted = hidden.wanted_bytes > 0 ? hidden.wanted_bytes : belief.wanted_bytes;
-    if (wanted > 0) {
-      state->in_step = false;
-      return {start, 0, with_margin(wanted, size - start)};
-    }
-    return take_payload(bytes, start, promised_payload_bytes(bytes + start), state);
-  }
-  // The last payload, cut short.
-  if (is_expected) return take_payload(bytes, 0, size, state);
-  state->in_step = false;
-  return {at_end ? size : start, 0, PAYLOAD_HEADER_BYTES};
+  finder->position += found.skipped_bytes + found.payload_bytes;
+  return found;
 }
 
 }  // namespace g719

@@ -8,34 +8,44 @@
 // Out of step any two bytes may look like a header: one is believed when another with the same ToC
 // byte and frame count stands where its payload ends, or the stream ends there. A ToC byte other
 // than the last payload's needs two that follow. A changed header is doubted as it is in step.
+//
+// The work is linear in the bytes, whatever they are: each makes for no more than 14 looks at a
+// header, and each call for 5 more. A byte is looked at as the start of a payload in step (1) and
+// out of step, with two headers that must follow (3); to be added to the index of what lies ahead
+// (2, as that may begin anew); when it comes first in its chain and is forgotten, with the header
+// that follows (4); and where it is in doubt the first header of another chain, with the one that
+// follows that, which stays there (2, in step and out of step).
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "payload/header_index.h"
+
 namespace g719 {
 
-// A stream is expected to begin with a payload.
-struct FinderState {
-  bool in_step = true;
-  // Of the last payload with frames; 0, which none has, before the first.
-  std::uint8_t toc = 0;
-  std::uint8_t count = 0;
+// Holds no memory of its own before the first doubt, then 882 kB.
+struct PayloadFinder {
+  bool in_step = true;         // a stream is expected to begin with a payload
+  HeaderKind last_kind = {};   // of the last payload with frames; {}, which none has, before it
+  std::uint64_t position = 0;  // how many bytes the caller has dropped
+  HeaderIndex ahead = {};
 };
 
+// One of these is not 0: at the end of the stream one of the first two.
 struct FoundPayload {
-  std::size_t skipped_bytes;  // in front of it; they belong to no payload
-  std::size_t payload_bytes;  // header included; 0: there is none in these bytes
-  std::size_t wanted_bytes;   // behind those skipped, for another call to be worth while
+  std::size_t skipped_bytes;  // belong to no payload
+  std::size_t payload_bytes;  // are one, header included
+  std::size_t wanted_bytes;   // must be held for another call to be worth while
 };
 
-// Looks for the next payload in the `size` bytes of the stream that are held. The caller drops the
-// skipped bytes and the payload before the next call; when there is no payload, it comes back with
-// the rest and more bytes, unless the stream is at its end. How the stream is cut into calls does
-// not change what is found. A header that is in doubt has to wait until two like the last one
-// follow, or for up to two of the largest payloads. Only the last payload of a stream can be cut:
-// it has fewer bytes than its header promises.
+// Says what the `size` bytes of the stream that are held, 1 at least, begin with. Before the next
+// call the caller drops the bytes skipped or the payload; bytes wanted are to be added, unless the
+// stream is at its end. How the stream is cut into calls does not change what is found. A header
+// that is in doubt has to wait until two like the last one follow, or for up to two of the largest
+// payloads. Only the last payload of a stream can be cut: it has fewer bytes than its header
+// promises.
 FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_end,
-                          FinderState* state);
+                          PayloadFinder* finder);
 
 }  // namespace g719
