@@ -110,6 +110,15 @@ GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
   return push(e, payload, time, flag == "discont" ? GST_BUFFER_FLAG_DISCONT : 0);
 }
 
+GstFlowReturn push_rtp(Element* e, std::istream& words, GstClockTime time) {
+  int source = 0, type = 96;
+  e->input.assign(words >> source ? 14 : 4, '\0');
+  words >> type;
+  e->input.replace(0, 2, {static_cast<char>(0x80), static_cast<char>(type)});
+  if (e->input.size() == 14) e->input[11] = static_cast<char>(source);
+  return push(e, e->input, time);
+}
+
 GstFlowReturn push_stream(Element* e, std::istream& words, GstClockTime time) {
   guint toc = 0, count = 0;
   gsize size = 0, copies = 1;
@@ -307,6 +316,7 @@ const std::map<std::string, Kind> KINDS = {
     {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
     {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
     {"Parser", {"zelg719parse", "audio/G719", push_stream, note_found}},
+    {"Gate", {"rtpg719gate", RTP_CAPS, push_rtp, note_payload}},
     {"Depayloader", {"rtpg719depay", RTP_CAPS, push_payload, note_payload}},
 };
 

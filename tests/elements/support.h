@@ -33,6 +33,7 @@ struct Codec {
 //   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames
 //                               payloader: the same, with " discont" behind it flagged so
 //                               depayloader: the same in a packet, with " marked" behind it so
+//   push [SSRC [TYPE]]          gate: a packet of that source and payload type; none, 4 bytes
 //   lose                        depayloader: the next packet is lost
 //                               parser: bytes with such a header; a number behind it repeats them
 //   set BITRATE                 writes the property
