@@ -42,8 +42,8 @@ COLUMNS = "port", "came", "lost", "foreign", "unread", "frames", "dB", "sent", "
 
 
 # A mixer waits for nobody longer than its latency, so that one who is silent, late or gone does not
-# keep the others waiting. Its pads queue what comes, and its output has a thread of its own; if that
-# fails, errorignore keeps the failure from those who speak. Bins tell whose element a message is of.
+# keep the others waiting. Its pads queue what comes, and its output has a thread of its own; if what
+# is behind it fails, errorignore keeps that from those who speak. The bins say whose a failure is.
 def describe(participants, bitrate):
     lines = []
     for me, (port, host, his_port) in enumerate(participants):
@@ -55,10 +55,10 @@ def describe(participants, bitrate):
             tee name=voice{me} allow-not-linked=true )
             ( name=out{me} liveadder name=mix{me} latency=20 output-buffer-duration=20000000
             {" ".join(f"sink_{other}::qos-messages=true" for other in others)} ! {RAW} !
-            zelg719enc bitrate={bitrate} ! rtpg719pay !
+            errorignore convert-to=ok ! zelg719enc bitrate={bitrate} ! rtpg719pay !
             udpsink name=sink{me} host={host} port={his_port} sync=false async=false )""")
     for me in range(len(participants)):
-        lines += [f"voice{other}.src_{me} ! errorignore ! mix{me}.sink_{other}"
+        lines += [f"voice{other}.src_{me} ! mix{me}.sink_{other}"
                   for other in range(len(participants)) if other != me]
     return "\n".join(lines)
 
