@@ -17,7 +17,7 @@ One who sends to this machine and listens on his own port 5004:
 Once a second it prints, for each participant and from the start:
 
     came     packets that came in time
-    lost     packets that did not come, or too late
+    lost     packets that did not
     foreign  packets that came from another source than the present one, or are no RTP
     unread   packets that the system dropped because nobody took them in time
     frames   of 20 ms that were decoded
@@ -42,8 +42,8 @@ COLUMNS = "port", "came", "lost", "foreign", "unread", "frames", "dB", "sent", "
 
 
 # A mixer waits for nobody longer than its latency, so that one who is silent, late or gone does not
-# keep the others waiting. Its pads queue what comes, and its output has a thread of its own; if what
-# is behind it fails, errorignore keeps that from those who speak. The bins say whose a failure is.
+# keep the others waiting. Its pads queue what comes, and its output has a thread of its own; when an
+# element behind it fails, errorignore keeps that from those who speak. Bins say whose a failure is.
 def describe(participants, bitrate):
     lines = []
     for me, (port, host, his_port) in enumerate(participants):

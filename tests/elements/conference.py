@@ -1,6 +1,7 @@
 #!/usr/bin/python3
-"""Three who send a tone each to a conference server, a fourth whose elements fail, and a stranger who
-sends 10,000 packets to the first and to the fourth: what the three hear, and what the server says."""
+"""Three who send a tone each to a conference server, a fourth whose elements fail, and a stranger
+who sends 10,000 packets to the first and to the fourth: what the three hear, and what the server
+says."""
 import array
 import cmath
 import os
@@ -44,7 +45,7 @@ stranger = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 for n in range(10000):
     payload = b"\x40\1" + random.randbytes(160) if n % 2 else random.randbytes(n % 200)
     for port in PORT, PORT + 3:
-        stranger.sendto(b"\x80\x60" + n.to_bytes(2) + bytes(4) + b"evil" + payload,
+        stranger.sendto(b"\x80\x60" + n.to_bytes(2, "big") + bytes(4) + b"evil" + payload,
                         ("127.0.0.1", port))
     time.sleep(0.0001)
 output, errors = server.communicate(timeout=60)
@@ -53,8 +54,10 @@ callers.wait()
 
 for n, tone in enumerate(TONES):
     heard = array.array("h", open(RECORDINGS[n], "rb").read())[-72000:-24000]
-    print(f"who sends {tone} Hz hears", *(other for other in TONES if 1000 * len(heard) < abs(sum(
-        sample * cmath.exp(-2j * cmath.pi * other * at / 48000) for at, sample in enumerate(heard)))), "Hz")
+    levels = {other: abs(sum(sample * cmath.exp(-2j * cmath.pi * other * at / 48000)
+                             for at, sample in enumerate(heard))) for other in TONES}
+    print(f"who sends {tone} Hz hears",
+          *(other for other in TONES if levels[other] > 1000 * len(heard)), "Hz")
 table = [line.split() for line in output.splitlines()][-4:]
 print("of the stranger's packets the table shows all:", int(table[0][3]) + int(table[0][4]) >= 10000)
 print("packets were sent to", sum(int(row[7]) > 200 for row in table))
