@@ -1,31 +1,65 @@
 #!/usr/bin/python3
-"""Three who send a tone each to a conference server: what they hear, and what the server says."""
+"""Three who send a tone each to a conference server, a fourth whose elements fail, and a stranger
+who sends 10,000 packets to the first and to the fourth: what the three hear, and what the server
+says."""
 import array
 import cmath
+import os
 import random
-import re
+import socket
 import subprocess
 import sys
+import time
 
 TONES = 500, 1100, 2300
 RTP = "application/x-rtp,media=audio,clock-rate=48000,encoding-name=G719"
 PORT = random.randrange(20000, 30000)
-call = " ".join(f"""
+RECORDINGS = [f"heard.{n}" for n in range(3)]
+example = open(sys.argv[1]).read()
+for element, frames in ("level name", 20), ("udpsink", 100):
+    example = example.replace(
+        element, f"identity error-after={{{frames} if me == 3 else -1}} ! {element}")
+open("faulty.py", "w").write(example)
+
+
+def wait_until(happened):
+    deadline = time.monotonic() + 20
+    while not happened() and time.monotonic() < deadline:
+        time.sleep(0.05)
+
+
+server = subprocess.Popen(
+    ["/usr/bin/python3", "faulty.py", "--seconds", "9",
+     *(f"{PORT + n}:127.0.0.1:{PORT + 4 + n}" for n in range(4))],
+    stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+wait_until(lambda: f":{PORT + 3:04X} " in open("/proc/net/udp").read() or server.poll() is not None)
+callers = subprocess.Popen(["timeout", "20", "gst-launch-1.0", "-q", *" ".join(f"""
     audiotestsrc is-live=true volume=0.2 freq={tone} ! zelg719enc ! rtpg719pay !
     udpsink host=127.0.0.1 port={PORT + n} async=false
-    udpsrc port={PORT + 3 + n} caps={RTP} ! rtpjitterbuffer ! rtpg719depay ! zelg719dec !
-    filesink location=heard.{n}""" for n, tone in enumerate(TONES))
-callers = subprocess.Popen(["timeout", "10", "gst-launch-1.0", "-q", *call.split()])
-server = subprocess.run(
-    ["timeout", "--preserve-status", "--signal=INT", "3", sys.argv[1],
-     *(f"{PORT + n}:127.0.0.1:{PORT + 3 + n}" for n in range(3))],
-    capture_output=True, text=True)
+    udpsrc port={PORT + 4 + n} caps={RTP} ! rtpjitterbuffer do-lost=true ! rtpg719depay !
+    zelg719dec ! filesink buffer-mode=unbuffered location=heard.{n}"""
+    for n, tone in enumerate(TONES)).split()])
+wait_until(lambda: all(os.path.exists(name) and any(open(name, "rb").read())
+                       for name in RECORDINGS))
+stranger = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+for n in range(10000):
+    payload = b"\x40\1" + random.randbytes(160) if n % 2 else random.randbytes(n % 200)
+    for port in PORT, PORT + 3:
+        stranger.sendto(b"\x80\x60" + n.to_bytes(2, "big") + bytes(4) + b"evil" + payload,
+                        ("127.0.0.1", port))
+    time.sleep(0.0001)
+output, errors = server.communicate(timeout=60)
 callers.terminate()
 callers.wait()
 
 for n, tone in enumerate(TONES):
-    heard = array.array("h", open(f"heard.{n}", "rb").read())[-48000:]
-    print(f"who sends {tone} Hz hears", *(other for other in TONES if 1000 * len(heard) < abs(sum(
-        sample * cmath.exp(-2j * cmath.pi * other * at / 48000) for at, sample in enumerate(heard)))), "Hz")
-print("they come at", *re.findall(r"(\S+) dB", server.stdout.splitlines()[-1]), "dB")
-sys.exit(server.stderr or server.returncode)
+    heard = array.array("h", open(RECORDINGS[n], "rb").read())[-72000:-24000]
+    levels = {other: abs(sum(sample * cmath.exp(-2j * cmath.pi * other * at / 48000)
+                             for at, sample in enumerate(heard))) for other in TONES}
+    print(f"who sends {tone} Hz hears",
+          *(other for other in TONES if levels[other] > 1000 * len(heard)), "Hz")
+table = [line.split() for line in output.splitlines()][-4:]
+print("of the stranger's packets the table shows all:", int(table[0][3]) + int(table[0][4]) >= 10000)
+print("packets were sent to", sum(int(row[7]) > 200 for row in table))
+print(errors.replace(str(PORT + 3), "the fourth").split(": ")[0].rstrip())
+sys.exit(len(errors.splitlines()) != 1 or server.returncode)

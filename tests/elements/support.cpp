@@ -111,7 +111,7 @@ GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
 // Each byte of a frame is the frame's number, which counts from the timestamp 0 on.
 GstFlowReturn push_packet(Element* e, std::istream& words, GstClockTime time) {
   std::string list, frames, word;
-  char number = static_cast<char>(time / GST_MSECOND / 20), marker = 0x60, ssrc = 1;
+  char number = static_cast<char>(time / GST_MSECOND / 20), type = 96, source = 1;
   gint more = 0;
   while (words >> word) {
     gint code = 0, count = 0;
@@ -120,17 +120,19 @@ GstFlowReturn push_packet(Element* e, std::istream& words, GstClockTime time) {
       list += {static_cast<char>(code << 2 | 1), static_cast<char>(count)};
       for (; count > 0; count--) frames.append(FRAME_BYTES[code & 31], number++);
     }
-    if (word == "marked") marker = '\xe0';
-    if (word == "other") ssrc = 2;
+    if (word == "marked") type |= '\x80';
+    if (word.starts_with("type")) type = static_cast<char>(std::stoi(word.substr(4)));
+    if (word.starts_with("from")) source = static_cast<char>(std::stoi(word.substr(4)));
     if (word.starts_with("seq")) e->packets = static_cast<guint16>(std::stoi(word.substr(3)));
     if (word.starts_with("size")) more = std::stoi(word.substr(4));
   }
-  std::string packet = {'\x80', marker, 0, 0, 0, 0, 0, 0, 0, 0, 0, ssrc};
+  std::string packet = {'\x80', type, 0, 0, 0, 0, 0, 0, 0, 0, 0, source};
   GST_WRITE_UINT16_BE(&packet[2], e->packets++);
   // Soon after the start it wraps.
   GST_WRITE_UINT32_BE(&packet[4], static_cast<guint32>(time / GST_MSECOND * 48 - 2000));
   packet += list + frames;
   packet.resize(packet.size() + more);
+  e->input = packet;
   return push(e, packet, time);
 }
 
@@ -269,6 +271,11 @@ void note_packet(Element* e, GstBuffer* buffer) {
        std::to_string(FRAME_BYTES[toc >> 2 & 31]) + time_of(buffer));
 }
 
+void note_same(Element* e, GstBuffer* buffer) {
+  note((contents(buffer) == e->input ? "same" : "wrong") + time_of(buffer) +
+       (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT) ? " discont" : ""));
+}
+
 void note_payload(Element*, GstBuffer* buffer) {
   const std::string payload = contents(buffer);
   const gsize size = FRAME_BYTES[payload[0] >> 2 & 31];
@@ -376,6 +383,7 @@ const std::map<std::string, Kind> KINDS = {
     {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
     {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
     {"Parser", {"zelg719parse", "audio/G719", push_stream, note_found}},
+    {"Gate", {"rtpg719gate", RTP_CAPS, push_packet, note_same}},
     {"Depayloader", {"rtpg719depay", RTP_CAPS, push_packet, note_payload}},
 };
 

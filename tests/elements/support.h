@@ -34,8 +34,10 @@ struct Codec {
 //   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames
 //                               payloader: the same, with " discont" behind it flagged so
 //                               parser: bytes with such a header; a number behind it repeats them
-//   push L*N ... @T             depayloader: a packet of these entries, length code and number of
-//                               frames, and "marked", "other" (sender), "seq9", "size+1" (a byte)
+//   push L*N ... @T             depayloader, gate: a packet of these entries, length code and
+//   number
+//                               of frames, and "marked", "from2" (sender), "type97" (of payload),
+//                               "seq9", "size+1" (bytes more or less)
 //   sources N                   payloader: so many sources are named in what is pushed
 //   lose                        depayloader: the next packet does not come
 //   lost MS @T                  the same is known, of that time
