@@ -40,10 +40,10 @@ struct FoundPayload {
 };
 
 // Says what the `size` bytes of the stream that are held begin with; at its end 1 at least. Before
-// the next call the caller drops the bytes skipped or the payload, or adds bytes if some are wanted.
-// How the stream is cut into calls does not change what is found. A header that is in doubt has to
-// wait until two like the last one follow, or for up to two of the largest payloads. Only the last
-// payload of a stream can be cut: it has fewer bytes than its header promises.
+// the next call the caller drops the bytes skipped or the payload, or adds bytes if some are
+// wanted. How the stream is cut into calls does not change what is found. A header that is in doubt
+// has to wait until two like the last one follow, or for up to two of the largest payloads. Only
+// the last payload of a stream can be cut: it has fewer bytes than its header promises.
 FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_end,
                           PayloadFinder* finder);
 
