@@ -14,7 +14,7 @@
 // out of step, with two headers that must follow (3); to be added to the index of what lies ahead
 // (2, as that may begin anew); when it comes first in its chain and is forgotten, with the header
 // that follows (4); and where it is in doubt the first header of another chain, with the one that
-// follows that, which stays there (2, in step and out of step).
+// follows that, which stays there (4, in step and out of step).
 #pragma once
 
 #include <cstddef>
@@ -39,12 +39,11 @@ struct FoundPayload {
   std::size_t wanted_bytes;   // must be held for another call to be worth while
 };
 
-// Says what the `size` bytes of the stream that are held, 1 at least, begin with. Before the next
-// call the caller drops the bytes skipped or the payload; bytes wanted are to be added, unless the
-// stream is at its end. How the stream is cut into calls does not change what is found. A header
-// that is in doubt has to wait until two like the last one follow, or for up to two of the largest
-// payloads. Only the last payload of a stream can be cut: it has fewer bytes than its header
-// promises.
+// Says what the `size` bytes of the stream that are held begin with; at its end 1 at least. Before
+// the next call the caller drops the bytes skipped or the payload, or adds bytes if some are
+// wanted. How the stream is cut into calls does not change what is found. A header that is in doubt
+// has to wait until two like the last one follow, or for up to two of the largest payloads. Only
+// the last payload of a stream can be cut: it has fewer bytes than its header promises.
 FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_end,
                           PayloadFinder* finder);
 
