@@ -3,6 +3,7 @@
 import os
 import random
 import resource
+import struct
 import subprocess
 import sys
 
@@ -16,12 +17,9 @@ MOST_RATIO = 4
 
 PARSE = 'gst-launch-1.0 -q filesrc location={} ! zelg719parse'
 PUSH = 'gst-launch-1.0 -q filesrc location={} ! queue ! zelg719parse'
-CHAINS = {
-    'parser, pulled': PARSE + ' ! fakesink',
-    'parser, pushed': PUSH + ' ! fakesink',
-    'parser and decoder': PARSE + ' ! zelg719dec ! fakesink',
-    'g719-dump': sys.argv[1] + ' {}',
-}
+DEPAY = ('gst-launch-1.0 -q filesrc location={} ! application/x-rtp-stream,media=audio,'
+         'clock-rate=48000,encoding-name=G719 ! rtpstreamdepay ! '
+         'rtpg719depay wait-for-copies=80000000')
 
 
 def recorded(bitrate):
@@ -50,8 +48,7 @@ def hiding_headers():
     return recorded(48000)[0] + repeated(cycle)
 
 
-def make_streams():
-    """The bytes of each stream, and how many units it is to be counted in, of which kind."""
+def payload_streams():
     good = recorded(48000)
     lead = b''.join(good[:3])
     streams = {
@@ -63,6 +60,38 @@ def make_streams():
         'zeros': lead + bytes(UNBROKEN),
     }
     return {'start': lead, **streams}
+
+
+def packets(payloads, timestamps):
+    """RTP packets, each behind its size, as TCP carries them."""
+    return b''.join(
+        struct.pack('!HBBHII', 12 + len(payload), 0x80, 96, i % 65536, timestamps(i) % 2**32, 1) +
+        payload for i, payload in enumerate(payloads))
+
+
+def packet_streams():
+    good = recorded(48000)[0]
+    count = SIZE // len(good)
+    return {
+        'start': packets([good] * 3, lambda i: 960 * i),
+        'good': packets([good] * count, lambda i: 960 * i),
+        'no data': packets([b'\0\1'] * count, lambda i: 960 * i),
+        'every second frame': packets([good] * count, lambda i: 1920 * i),
+        'frames of two others': packets([good] * count, lambda i: 960 * i + i % 2 * 2**31),
+        'a byte too many': packets([good + b'?'] * count, lambda i: 960 * i),
+        'entries of nothing': packets([b'\xb0\0' * 700 + b'\x30\0'] * (SIZE // 1402), lambda i: 960),
+        'copies': packets([b'\x30\2' + 2 * good[2:]] * (count // 2), lambda i: 960 * i),
+    }
+
+
+CHAINS = {
+    'parser, pulled': (payload_streams, PARSE + ' ! fakesink'),
+    'parser, pushed': (payload_streams, PUSH + ' ! fakesink'),
+    'parser and decoder': (payload_streams, PARSE + ' ! zelg719dec ! fakesink'),
+    'g719-dump': (payload_streams, sys.argv[1] + ' {}'),
+    'depayloader': (packet_streams, DEPAY + ' ! fakesink'),
+    'depayloader and decoder': (packet_streams, DEPAY + ' ! zelg719dec ! fakesink'),
+}
 
 
 def seconds_of(command, path):
@@ -86,18 +115,16 @@ def seconds_of(command, path):
 def main():
     folder = sys.argv[2]
     os.makedirs(folder, exist_ok=True)
-    streams = make_streams()
-    for name, stream in streams.items():
-        with open(f'{folder}/{name.replace(" ", "-")}', 'wb') as file:
-            file.write(stream)
-
     worst = 0
     print(f'{"":20} {"stream":26} {"a second":>17} {"cost":>6}')
-    for chain, command in CHAINS.items():
+    for chain, (make_streams, command) in CHAINS.items():
         start = None
         good = {}
-        for name, stream in streams.items():
-            seconds = seconds_of(command, f'{folder}/{name.replace(" ", "-")}')
+        for name, stream in make_streams().items():
+            path = f'{folder}/{name.replace(" ", "-")}'
+            with open(path, 'wb') as file:
+                file.write(stream)
+            seconds = seconds_of(command, path)
             if seconds is None:
                 print(f'{chain:20} {name:26} {"failed":>17}')
                 worst = float('inf')
@@ -111,6 +138,8 @@ def main():
                 good = {'bytes': costs['bytes'], 'payloads': 122 * costs['bytes']}
             if name == 'no frames':
                 costs = {'payloads': seconds / (len(stream) / 2)}
+            if name == 'no data':
+                costs = {'payloads': seconds / (len(stream) / 16)}
             unit, cost = next(iter(costs.items()))
             ratio = cost / good[unit]
             worst = max(worst, ratio)
