@@ -42,10 +42,10 @@ COLUMNS = "port", "came", "lost", "foreign", "unread", "frames", "dB", "sent", "
 
 
 # A mixer waits for nobody longer than its latency, so that one who is silent, late or gone does not
-# keep the others waiting. Its pads queue what comes, and its output has a thread of its own; when an
-# element behind it fails, errorignore keeps that from those who speak. After a pause it believes the
-# timestamps at once: by itself it would take all that follows for late, for a second. Bins say whose
-# a failure is.
+# keep the others waiting. Its pads queue what comes, and its output has a thread of its own; when
+# an element behind it fails, errorignore keeps that from those who speak. After a pause it believes
+# the timestamps at once: by itself it would take all that follows for late, for a second. Bins say
+# whose a failure is.
 def describe(participants, bitrate):
     lines = []
     for me, (port, host, his_port) in enumerate(participants):
