@@ -42,19 +42,22 @@ COLUMNS = "port", "came", "lost", "foreign", "unread", "frames", "dB", "sent", "
 
 
 # A mixer waits for nobody longer than its latency, so that one who is silent, late or gone does not
-# keep the others waiting. Its pads queue what comes, and its output has a thread of its own; when an
-# element behind it fails, errorignore keeps that from those who speak. Bins say whose a failure is.
+# keep the others waiting. Its pads queue what comes, and its output has a thread of its own; when
+# an element behind it fails, errorignore keeps that from those who speak. After a pause it believes
+# the timestamps at once: by itself it would take all that follows for late, for a second. Bins say
+# whose a failure is.
 def describe(participants, bitrate):
     lines = []
     for me, (port, host, his_port) in enumerate(participants):
-        others = [other for other in range(len(participants)) if other != me]
+        late = " ".join(f"sink_{other}::qos-messages=true"
+                        for other in range(len(participants)) if other != me)
         lines.append(f"""
             ( name=in{me} udpsrc name=source{me} caps={RTP} ! rtpg719gate name=gate{me} !
             rtpjitterbuffer name=jitter{me} latency=40 do-lost=true ! rtpg719depay ! zelg719dec !
             identity name=frames{me} ! level name=level{me} !
             tee name=voice{me} allow-not-linked=true )
-            ( name=out{me} liveadder name=mix{me} latency=20 output-buffer-duration=20000000
-            {" ".join(f"sink_{other}::qos-messages=true" for other in others)} ! {RAW} !
+            ( name=out{me} liveadder name=mix{me} latency=20 discont-wait=0
+            output-buffer-duration=20000000 {late} ! {RAW} !
             errorignore convert-to=ok ! zelg719enc bitrate={bitrate} ! rtpg719pay !
             udpsink name=sink{me} host={host} port={his_port} sync=false async=false )""")
     for me in range(len(participants)):
