@@ -29,7 +29,8 @@ for name in sys.argv[1:]:
         element = feature.create()
         own = [spec.name for spec in element.list_properties()
                if spec.owner_type == element.__gtype__]
-        say("  " + ", ".join([f"{element.__gtype__.name} is a {element.__gtype__.parent.name}", *own]))
+        kind = element.__gtype__
+        say("  " + ", ".join([f"{kind.name} is a {kind.parent.name}", *own]))
         for pad in sorted(feature.get_static_pad_templates(), key=lambda pad: pad.name_template):
             say(f"  {pad.name_template}, {pad.presence.value_nick}: {pad.get_caps().to_string()}")
     say(f"all by {', '.join(authors)}")

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """The receivers of README and docs and examples/receiver.py, all at once: a second of a sender, one
 with 10,000 packets of a stranger in it, one without, and after two seconds of silence one of
-another sender. The last two must be in the recordings but for 250 ms at most, as the codec decodes them.
+another sender. The last two must be in the recordings as the codec decodes them, but for 250 ms.
 
     receivers.py FOLDER    with README.md, docs, examples and tests
 """

@@ -176,8 +176,7 @@ std::string output_caps(Element* e) {
   return text;
 }
 
-void note_facts(Element* e) {
-  note(output_caps(e));
+void note_latency(Element* e) {
   g_autoptr(GstQuery) query = gst_query_new_latency();
   gst_pad_peer_query(e->h->sinkpad, query);
   gboolean is_live = FALSE;
@@ -186,6 +185,11 @@ void note_facts(Element* e) {
   note("latency " + std::to_string(min / GST_MSECOND) + " ms" +
        (max == GST_CLOCK_TIME_NONE ? "" : " to " + std::to_string(max / GST_MSECOND) + " ms") +
        (is_live ? ", live" : ""));
+}
+
+void note_facts(Element* e) {
+  note(output_caps(e));
+  note_latency(e);
   if (!e->is_encoder) return;
   auto* base = GST_AUDIO_ENCODER(e->h->element);
   note("samples " + std::to_string(gst_audio_encoder_get_frame_samples_min(base)) + " to " +
@@ -482,6 +486,7 @@ std::string Element::step(const std::string& text) {
       {"bytes", [&] { format = GST_FORMAT_BYTES; }},
       {"downstream", [&] { words >> word, gst_harness_set_sink_caps_str(h, word.c_str()); }},
       {"facts", [&] { note_facts(this); }},
+      {"latency", [&] { note_latency(this); }},
       {"time", [&] { note_time(this, words); }},
       {"announced", [&] { note_announced(this); }},
       {"sdp", [&] { note_sdp(this); }},

@@ -49,6 +49,7 @@ struct Codec {
 //   downstream CAPS             what the element's peer takes from now on
 //   upstream                    from now on it says: live, 30 ms of latency, 90 at most
 //   facts                       asks for output caps, latency, samples a frame
+//   latency                     asks for it alone
 //   time BYTE                   parser: when the audio of that byte is played
 //   announced                   counts the events with caps and with tags since the last such step
 //   sdp                         writes the output caps as SDP and reads them from there
