@@ -1,6 +1,7 @@
 // What the fuzzers share: made-up bytes that are taken piece by piece, zeros when none are left.
 #pragma once
 
+#undef NDEBUG
 #include <algorithm>
 #include <cassert>
 #include <memory>

@@ -47,24 +47,16 @@ TEST(Encoder, BitrateWrittenFromAnotherThread) {
   application.join();
 }
 
-TEST(Encoder, Property) {
+TEST(Encoder, UnknownProperty) {
   Element encoder("Encoder");
   GObject* object = G_OBJECT(encoder.h->element);
   GParamSpec* spec = g_object_class_find_property(G_OBJECT_GET_CLASS(object), "bitrate");
   EXPECT_EQ(spec->param_id, 1U);
-  EXPECT_EQ(spec->flags, 0xE7);
-  EXPECT_STREQ(g_param_spec_get_nick(spec), "Bitrate");
-  encoder.step("set 48000");
   g_test_expect_message(nullptr, G_LOG_LEVEL_WARNING, "*invalid property id 99*");
+  G_OBJECT_GET_CLASS(object)->set_property(object, 99, nullptr, spec);
   g_test_expect_message(nullptr, G_LOG_LEVEL_WARNING, "*invalid property id 99*");
-  GValue value = G_VALUE_INIT;
-  g_value_init(&value, spec->value_type);
-  G_OBJECT_GET_CLASS(object)->set_property(object, 99, &value, spec);
-  G_OBJECT_GET_CLASS(object)->get_property(object, 99, &value, spec);
+  G_OBJECT_GET_CLASS(object)->get_property(object, 99, nullptr, spec);
   g_test_assert_expected_messages();
-  gint bitrate = 0;
-  g_object_get(object, "bitrate", &bitrate, nullptr);
-  EXPECT_EQ(bitrate, 48000);
 }
 
 Player start(const std::string& suite) {

@@ -27,9 +27,9 @@ for name in sys.argv[1:]:
                              for key in ("long-name", "klass", "description")))
         authors.add(feature.get_metadata("author"))
         element = feature.create()
-        own = [spec.name for spec in element.list_properties()
-               if spec.owner_type == element.__gtype__]
         kind = element.__gtype__
+        own = [f"{spec.name} ({spec.nick}, {spec.flags:#x}) {element.get_property(spec.name):d}"
+               for spec in element.list_properties() if spec.owner_type == kind]
         say("  " + ", ".join([f"{kind.name} is a {kind.parent.name}", *own]))
         for pad in sorted(feature.get_static_pad_templates(), key=lambda pad: pad.name_template):
             say(f"  {pad.name_template}, {pad.presence.value_nick}: {pad.get_caps().to_string()}")
