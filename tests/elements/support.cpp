@@ -48,6 +48,7 @@ std::string next_music(Element* e, gsize size) {
 void send_segment(Element* e) {
   GstSegment segment;
   gst_segment_init(&segment, e->format);
+  segment.start = segment.time = e->start;
   GstEvent* event = gst_event_new_segment(&segment);
   e->segment = gst_event_get_seqnum(event);
   gst_harness_push_event(e->h, event);
@@ -154,6 +155,35 @@ void flush(Element* e) {
   gst_harness_push_event(e->h, gst_event_new_flush_stop(TRUE));
   send_segment(e);
   e->input.clear();
+}
+
+// The next bytes are those from another place on.
+void jump(Element* e, std::istream& words) {
+  words >> e->start;
+  flush(e);
+  e->start = 0;
+}
+
+void seek(Element* e, std::istream& words) {
+  std::string format;
+  gint64 start = 0, stop = 0;
+  words >> format >> start >> stop;
+  GstEvent* sought =
+      gst_event_new_seek(1.0, gst_format_get_by_nick(format.c_str()), GST_SEEK_FLAG_FLUSH,
+                         GST_SEEK_TYPE_SET, start, GST_SEEK_TYPE_SET, stop);
+  gst_event_set_seek_trickmode_interval(sought, 7);
+  const guint32 number = gst_event_get_seqnum(sought);
+  if (!gst_harness_push_upstream_event(e->h, sought)) note("refused");
+  while (g_autoptr(GstEvent) event = gst_harness_try_pull_upstream_event(e->h)) {
+    if (GST_EVENT_TYPE(event) != GST_EVENT_SEEK) continue;
+    GstFormat unit = GST_FORMAT_UNDEFINED;
+    GstClockTime interval = 0;
+    gst_event_parse_seek(event, nullptr, &unit, nullptr, nullptr, &start, nullptr, &stop);
+    gst_event_parse_seek_trickmode_interval(event, &interval);
+    const bool is_same = gst_event_get_seqnum(event) == number && interval == 7;
+    note(std::string(gst_format_get_name(unit)) + " " + std::to_string(start) + " to " +
+         std::to_string(stop) + (is_same ? "" : ", another one"));
+  }
 }
 
 void restart(Element* e) {
@@ -491,6 +521,8 @@ std::string Element::step(const std::string& text) {
       {"announced", [&] { note_announced(this); }},
       {"sdp", [&] { note_sdp(this); }},
       {"flush", [&] { flush(this); }},
+      {"jump", [&] { jump(this, words); }},
+      {"seek", [&] { seek(this, words); }},
       {"segment", [&] { send_segment(this); }},
       {"gap", [&] { gst_harness_push_event(h, gst_event_new_gap(time, 20 * GST_MSECOND)); }},
       {"sources", [&] { words >> sources; }},

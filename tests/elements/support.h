@@ -51,6 +51,8 @@ struct Codec {
 //   facts                       asks for output caps, latency, samples a frame
 //   latency                     asks for it alone
 //   time BYTE                   parser: when the audio of that byte is played
+//   jump BYTE                   parser: flush, and what is pushed comes from that place on
+//   seek FORMAT START STOP      parser: which seek it asks for upstream
 //   announced                   counts the events with caps and with tags since the last such step
 //   sdp                         writes the output caps as SDP and reads them from there
 //   flush, eos, segment, gap @T events
@@ -79,6 +81,7 @@ struct Element {
   GstHarness* h;
   GstBus* bus;
   GAsyncQueue* output = g_async_queue_new();  // that was not noted yet, in its order
+  guint64 start = 0;                          // of segments
   guint32 segment = 0;                        // number of the last one sent
   std::string caps;                           // of the input
   GstFormat format = GST_FORMAT_TIME;
