@@ -1,6 +1,5 @@
 #include "support.h"
 
-#include <gst/audio/gstaudioencoder.h>
 #include <gst/rtp/gstrtpmeta.h>
 #include <gst/sdp/gstsdpmessage.h>
 
@@ -220,10 +219,6 @@ void note_latency(Element* e) {
 void note_facts(Element* e) {
   note(output_caps(e));
   note_latency(e);
-  if (!e->is_encoder) return;
-  auto* base = GST_AUDIO_ENCODER(e->h->element);
-  note("samples " + std::to_string(gst_audio_encoder_get_frame_samples_min(base)) + " to " +
-       std::to_string(gst_audio_encoder_get_frame_samples_max(base)));
 }
 
 Codec new_codec(gint bitrate) {

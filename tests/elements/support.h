@@ -48,7 +48,7 @@ struct Codec {
 //   bytes                       from now on segments count bytes, as those of filesrc do
 //   downstream CAPS             what the element's peer takes from now on
 //   upstream                    from now on it says: live, 30 ms of latency, 90 at most
-//   facts                       asks for output caps, latency, samples a frame
+//   facts                       asks for output caps and latency
 //   latency                     asks for it alone
 //   time BYTE                   parser: when the audio of that byte is played
 //   jump BYTE                   parser: flush, and what is pushed comes from that place on
