@@ -51,7 +51,6 @@ TEST(Encoder, UnknownProperty) {
   Element encoder("Encoder");
   GObject* object = G_OBJECT(encoder.h->element);
   GParamSpec* spec = g_object_class_find_property(G_OBJECT_GET_CLASS(object), "bitrate");
-  EXPECT_EQ(spec->param_id, 1U);
   g_test_expect_message(nullptr, G_LOG_LEVEL_WARNING, "*invalid property id 99*");
   G_OBJECT_GET_CLASS(object)->set_property(object, 99, nullptr, spec);
   g_test_expect_message(nullptr, G_LOG_LEVEL_WARNING, "*invalid property id 99*");
