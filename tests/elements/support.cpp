@@ -314,7 +314,9 @@ void note_payload(Element*, GstBuffer* buffer) {
     text.append(" ").append(std::to_string(static_cast<guint8>(number)));
     expected.append(size, number);
   }
-  const bool is_right = payload[0] % 4 == 0 && payload == expected &&
+  const bool is_placed =
+      GST_BUFFER_OFFSET_IS_VALID(buffer) || GST_BUFFER_OFFSET_END_IS_VALID(buffer);
+  const bool is_right = payload[0] % 4 == 0 && payload == expected && !is_placed &&
                         GST_BUFFER_DURATION(buffer) == payload[1] * 20U * GST_MSECOND;
   note((is_right ? "" : "wrong ") + text + time_of(buffer) +
        (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT) ? " discont" : "") +
@@ -335,6 +337,9 @@ void note_found(Element* e, GstBuffer* buffer) {
 void note_time(Element* e, std::istream& words) {
   gint64 byte = 0, time = 0;
   words >> byte;
+  const bool is_any =
+      gst_element_query_convert(e->h->element, GST_FORMAT_BUFFERS, byte, GST_FORMAT_TIME, &time);
+  if (is_any) note("converts anything");
   gst_element_query_convert(e->h->element, GST_FORMAT_BYTES, byte, GST_FORMAT_TIME, &time);
   note(std::to_string(time / static_cast<gint64>(GST_MSECOND)) + " ms");
 }
@@ -351,11 +356,11 @@ void note_gap(GstEvent* event) {
 void send_lost(Element* e, std::istream& words, GstClockTime time) {
   guint64 ms = 0;
   words >> ms;
-  gst_harness_push_event(
-      e->h, gst_event_new_custom(GST_EVENT_CUSTOM_DOWNSTREAM,
-                                 gst_structure_new("GstRTPPacketLost", "seqnum", G_TYPE_UINT, 0,
-                                                   "timestamp", G_TYPE_UINT64, time, "duration",
-                                                   G_TYPE_UINT64, ms * GST_MSECOND, nullptr)));
+  GstEvent* event =
+      gst_event_new_custom(GST_EVENT_CUSTOM_DOWNSTREAM,
+                           gst_structure_new("GstRTPPacketLost", "timestamp", G_TYPE_UINT64, time,
+                                             "duration", G_TYPE_UINT64, ms * GST_MSECOND, nullptr));
+  if (!gst_harness_push_event(e->h, event)) note("refused");
 }
 
 void note_announced(Element* e) {
