@@ -335,12 +335,13 @@ void note_found(Element* e, GstBuffer* buffer) {
 }
 
 void note_time(Element* e, std::istream& words) {
+  GstElement* parser = e->h->element;
   gint64 byte = 0, time = 0;
-  words >> byte;
-  const bool is_any =
-      gst_element_query_convert(e->h->element, GST_FORMAT_BUFFERS, byte, GST_FORMAT_TIME, &time);
-  if (is_any) note("converts anything");
-  gst_element_query_convert(e->h->element, GST_FORMAT_BYTES, byte, GST_FORMAT_TIME, &time);
+  const bool is_byte = static_cast<bool>(words >> byte);
+  if (gst_element_query_convert(parser, GST_FORMAT_BUFFERS, 1, GST_FORMAT_TIME, &time)) note("?");
+  time = 0;
+  if (is_byte) gst_element_query_convert(parser, GST_FORMAT_BYTES, byte, GST_FORMAT_TIME, &time);
+  if (!is_byte) gst_element_query_duration(parser, GST_FORMAT_TIME, &time);
   note(std::to_string(time / static_cast<gint64>(GST_MSECOND)) + " ms");
 }
 
@@ -431,8 +432,13 @@ GstPadProbeReturn keep_output(GstPad*, GstPadProbeInfo* info, gpointer output) {
   return GST_PAD_PROBE_OK;
 }
 
-GstPadProbeReturn answer_latency(GstPad*, GstPadProbeInfo* info, gpointer) {
+GstPadProbeReturn answer_query(GstPad*, GstPadProbeInfo* info, gpointer) {
   GstQuery* query = GST_PAD_PROBE_INFO_QUERY(info);
+  GstFormat format = GST_FORMAT_UNDEFINED;
+  if (GST_QUERY_TYPE(query) == GST_QUERY_DURATION)
+    gst_query_parse_duration(query, &format, nullptr);
+  if (format == GST_FORMAT_BYTES) gst_query_set_duration(query, format, 12200);
+  if (format == GST_FORMAT_BYTES) return GST_PAD_PROBE_HANDLED;
   if (GST_QUERY_TYPE(query) != GST_QUERY_LATENCY) return GST_PAD_PROBE_OK;
   gst_query_set_latency(query, TRUE, 30 * GST_MSECOND, 90 * GST_MSECOND);
   return GST_PAD_PROBE_HANDLED;
@@ -528,7 +534,7 @@ std::string Element::step(const std::string& text) {
       {"sources", [&] { words >> sources; }},
       {"upstream",
        [&] {
-         gst_pad_add_probe(h->srcpad, GST_PAD_PROBE_TYPE_QUERY_UPSTREAM, answer_latency, nullptr,
+         gst_pad_add_probe(h->srcpad, GST_PAD_PROBE_TYPE_QUERY_UPSTREAM, answer_query, nullptr,
                            nullptr);
        }},
       {"lose", [&] { packets++; }},
