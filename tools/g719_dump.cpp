@@ -172,14 +172,14 @@ void dump_frame(const std::uint8_t* frame, int frame_bytes, std::uint64_t offset
 void dump_payload(const std::uint8_t* bytes, std::size_t size, std::uint64_t offset,
                   const Options& options, Progress* progress) {
   const g719::Payload payload = g719::read_payload(bytes, size);
-  for (int i = 0; i < payload.frames_complete; ++i) {
+  for (int i = 0; i < payload.blocks_complete; ++i) {
     const std::size_t start = g719::frame_offset(payload, i);
     dump_frame(bytes + start, payload.frame_bytes, offset + start, options, progress);
   }
-  if (payload.frames_complete < payload.header.blocks) {
+  if (payload.blocks_complete < payload.header.blocks) {
     report_damage(offset,
                   "the payload is cut: " + std::to_string(size) + " bytes hold " +
-                      std::to_string(payload.frames_complete) + " of " +
+                      std::to_string(payload.blocks_complete) + " of " +
                       std::to_string(payload.header.blocks) + " frames",
                   options, progress);
   }

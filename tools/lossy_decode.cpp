@@ -49,11 +49,11 @@ bool decode_stream(const std::vector<std::uint8_t>& bytes, Decoder* decoder) {
     const auto payload = g719::read_payload(&bytes[position], bytes.size() - position);
     if (decoder->instance == nullptr) decoder->instance.reset(g719_decoder_create(payload.bitrate));
     if (decoder->instance == nullptr || decoder->instance->bitrate != payload.bitrate) return false;
-    for (int i = 0; i < payload.frames_complete; ++i) {
+    for (int i = 0; i < payload.blocks_complete; ++i) {
       decode_frame(&bytes[position + g719::frame_offset(payload, i)], decoder);
     }
-    position += g719::frame_offset(payload, payload.frames_complete);
-    if (payload.frames_complete < payload.header.blocks) break;
+    position += g719::frame_offset(payload, payload.blocks_complete);
+    if (payload.blocks_complete < payload.header.blocks) break;
   }
   return position == bytes.size();
 }

@@ -128,9 +128,9 @@ static void zel_g719_dec_log_no_frame_size(ZelG719Dec* self, gint32 L) {
 // behind them once, and only from streams without timestamps, as those of files are.
 static void zel_g719_dec_check_size(ZelG719Dec* self, const GstBuffer* input, gsize size,
                                     const g719::Payload& payload) {
-  if (payload.frames_complete < payload.header.blocks) {
+  if (payload.blocks_complete < payload.header.blocks) {
     GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %d of %d frames", size,
-                       payload.frames_complete, payload.header.blocks);
+                       payload.blocks_complete, payload.header.blocks);
   }
   if (payload.bytes_behind > 0 && !GST_BUFFER_PTS_IS_VALID(input) && !self->parser_hinted) {
     self->parser_hinted = TRUE;
@@ -148,8 +148,8 @@ static void zel_g719_dec_decode_frames(ZelG719Dec* self, const guint8* bytes,
                                        const g719::Payload& payload, guint8* pcm) {
   const bool straight = holds_samples(pcm);
   gint16 bounce[G719_FRAME_SAMPLES];
-  for (gint i = 0; i < payload.frames_complete; i++) {
-    GST_LOG_OBJECT(self, "Decoding frame %u/%u", i + 1, payload.frames_complete);
+  for (gint i = 0; i < payload.blocks_complete; i++) {
+    GST_LOG_OBJECT(self, "Decoding frame %u/%u", i + 1, payload.blocks_complete);
     gint16* samples = straight ? static_cast<gint16*>(static_cast<void*>(pcm)) : bounce;
     g719_decoder_decode(self->decoder, bytes + g719::frame_offset(payload, i), samples, 0);
     if (!straight) write_samples(bounce, pcm);
@@ -161,7 +161,7 @@ static void zel_g719_dec_decode_frames(ZelG719Dec* self, const guint8* bytes,
 static GstFlowReturn zel_g719_dec_decode_payload(ZelG719Dec* self, const guint8* bytes,
                                                  const g719::Payload& payload, GstBuffer** audio) {
   *audio = gst_audio_decoder_allocate_output_buffer(GST_AUDIO_DECODER(self),
-                                                    payload.frames_complete * FRAME_PCM_BYTES);
+                                                    payload.blocks_complete * FRAME_PCM_BYTES);
   if (*audio == nullptr) {
     GST_WARNING_OBJECT(self, "failed to allocate buffer");
     return GST_FLOW_ERROR;
@@ -206,10 +206,10 @@ static GstFlowReturn zel_g719_dec_read_payload(ZelG719Dec* self, GstBuffer* inpu
                    payload.frame_bytes, payload.bitrate, payload.header.blocks);
   if (!zel_g719_dec_init_decoder(self, payload.bitrate)) return GST_FLOW_ERROR;
   zel_g719_dec_check_size(self, input, bytes.size(), payload);
-  GST_LOG_OBJECT(self, "we have %u frames, %u in, %u out", payload.frames_complete,
-                 payload.frames_complete * payload.frame_bytes,
-                 payload.frames_complete * static_cast<guint>(FRAME_PCM_BYTES));
-  if (payload.frames_complete == 0) return GST_FLOW_OK;
+  GST_LOG_OBJECT(self, "we have %u frames, %u in, %u out", payload.blocks_complete,
+                 payload.blocks_complete * payload.frame_bytes,
+                 payload.blocks_complete * static_cast<guint>(FRAME_PCM_BYTES));
+  if (payload.blocks_complete == 0) return GST_FLOW_OK;
   return zel_g719_dec_decode_payload(self, bytes.data(), payload, audio);
 }
 

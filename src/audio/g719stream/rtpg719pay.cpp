@@ -245,15 +245,15 @@ static g719::Payload rtp_g719_pay_read_header(GstBuffer* buffer) {
 static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuffer* buffer) {
   auto* self = RTP_G719_PAY(base);
   const g719::Payload payload = rtp_g719_pay_read_header(buffer);
-  if (payload.frames_complete == 0 || payload.frames_complete < payload.header.blocks) {
+  if (payload.blocks_complete == 0 || payload.blocks_complete < payload.header.blocks) {
     GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %d of %d frames",
-                       gst_buffer_get_size(buffer), payload.frames_complete, payload.header.blocks);
+                       gst_buffer_get_size(buffer), payload.blocks_complete, payload.header.blocks);
   }
   GstFlowReturn flow = GST_FLOW_OK;
-  if (payload.frames_complete > 0) {
+  if (payload.blocks_complete > 0) {
     flow = rtp_g719_pay_follow(self, buffer, payload.header.length_code);
   }
-  if (payload.frames_complete == 0 || flow != GST_FLOW_OK) {
+  if (payload.blocks_complete == 0 || flow != GST_FLOW_OK) {
     gst_buffer_unref(buffer);
     return flow;
   }
@@ -262,7 +262,7 @@ static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuff
                               gst_rtp_base_payload_get_source_count(base, buffer));
   buffer = gst_buffer_make_writable(buffer);
   gst_buffer_resize(buffer, g719::PAYLOAD_HEADER_BYTES,
-                    static_cast<gssize>(payload.frames_complete) * payload.frame_bytes);
+                    static_cast<gssize>(payload.blocks_complete) * payload.frame_bytes);
   gst_adapter_push(self->pending, buffer);
   return rtp_g719_pay_send(self, false);
 }

@@ -21,6 +21,7 @@
 #include "payload/payload.h"
 #include "payload/payload_finder.h"
 #include "payload/payload_map.h"
+#include "payload_caps.h"
 
 struct _ZelG719Parse {
   GstBaseParse parent;
@@ -174,21 +175,17 @@ static void zel_g719_parse_tag(ZelG719Parse* self, gint32 bitrate) {
 static void zel_g719_parse_set_caps(ZelG719Parse* self, const g719::Payload& payload) {
   if (payload.bitrate == self->bitrate) return;
   GstCaps*& caps = self->caps[payload.header.length_code];
-  if (caps == nullptr) {
-    caps = gst_caps_new_simple("audio/G719", "rate", G_TYPE_INT, G719_SAMPLE_RATE, "channels",
-                               G_TYPE_INT, 1, "bitrate", G_TYPE_INT, payload.bitrate, "framed",
-                               G_TYPE_BOOLEAN, TRUE, nullptr);
-  }
+  if (caps == nullptr) caps = new_payload_caps(1, payload.bitrate);
   if (gst_pad_set_caps(GST_BASE_PARSE_SRC_PAD(self), caps)) self->bitrate = payload.bitrate;
 }
 
 // A payload without frames goes out under the caps of the one before: a decoder keeps what is said
 // about payloads until their sound comes.
 static void zel_g719_parse_announce(ZelG719Parse* self, const g719::Payload& payload) {
-  const bool has_frames = payload.frames_complete > 0;
+  const bool has_frames = payload.blocks_complete > 0;
   if (has_frames) zel_g719_parse_tag(self, payload.bitrate);
   if (has_frames || self->bitrate == 0) zel_g719_parse_set_caps(self, payload);
-  self->since_tag += payload.frames_complete * g719::FRAME_DURATION;
+  self->since_tag += payload.blocks_complete * g719::FRAME_DURATION;
 }
 
 // A frame for what comes next of all that is held.
@@ -217,11 +214,11 @@ static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self,
   if (self->read_without_gap) {
     GST_OBJECT_LOCK(self);
     g719::add_payload(self->map, self->position, static_cast<guint32>(size),
-                      payload.frames_complete);
+                      payload.blocks_complete);
     GST_OBJECT_UNLOCK(self);
   }
   self->position += size;
-  GST_BUFFER_DURATION(frame.buffer) = payload.frames_complete * g719::FRAME_DURATION;
+  GST_BUFFER_DURATION(frame.buffer) = payload.blocks_complete * g719::FRAME_DURATION;
   const GstFlowReturn flow =
       gst_base_parse_finish_frame(GST_BASE_PARSE(self), &frame, static_cast<gint>(size));
   gst_base_parse_frame_free(&frame);

@@ -67,6 +67,11 @@ typedef struct g719_decoder {
 g719_encoder* g719_encoder_create(int32_t bitrate);
 g719_decoder* g719_decoder_create(int32_t bitrate);
 
+/* Goes on at another bitrate. The memory stays, so the signal has no break. Returns 0, and changes
+ * nothing, for a bitrate that create refuses, otherwise 1. */
+int32_t g719_encoder_set_bitrate(g719_encoder* encoder, int32_t bitrate);
+int32_t g719_decoder_set_bitrate(g719_decoder* decoder, int32_t bitrate);
+
 /* Encodes 960 samples (16-bit PCM, host order) into `frame_bytes` bytes, most significant bit
  * first. Every input gives a valid frame. */
 void g719_encoder_encode(g719_encoder* encoder, const int16_t* samples, uint8_t* bytes);

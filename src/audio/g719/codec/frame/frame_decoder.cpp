@@ -31,9 +31,7 @@ void decode_received(const std::uint8_t* bytes, g719_decoder_state* state) {
 
 void init_decoder_state(g719_decoder_state* state, int frame_bits) {
   *state = {};
-  state->frame_bits = static_cast<Word16>(frame_bits);
-  state->spectral_budget_stationary = static_cast<Word16>(spectral_budget(frame_bits, false));
-  state->spectral_budget_transient = static_cast<Word16>(spectral_budget(frame_bits, true));
+  set_frame_bits(frame_bits, state);
 }
 
 void decode_frame(const std::uint8_t* bytes, bool erased, Word16* samples,

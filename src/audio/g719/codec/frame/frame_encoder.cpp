@@ -26,9 +26,7 @@ void analyse(const Word16* samples, bool transient, Word32* analysis_memory, Wor
 
 void init_encoder_state(g719_encoder_state* state, int frame_bits) {
   *state = {};
-  state->frame_bits = static_cast<Word16>(frame_bits);
-  state->spectral_budget_stationary = static_cast<Word16>(spectral_budget(frame_bits, false));
-  state->spectral_budget_transient = static_cast<Word16>(spectral_budget(frame_bits, true));
+  set_frame_bits(frame_bits, state);
 }
 
 void encode_frame(const Word16* samples, std::uint8_t* bytes, g719_encoder_state* state) {

@@ -37,6 +37,14 @@ constexpr int spectral_budget(int frame_bits, bool transient) {
   return frame_bits - 1 - (transient ? 0 : NOISE_LEVEL_BITS);
 }
 
+// Of an encoder's or a decoder's state, 640 to 2560. The memory stays.
+template <typename State>
+void set_frame_bits(int frame_bits, State* state) {
+  state->frame_bits = static_cast<Word16>(frame_bits);
+  state->spectral_budget_stationary = static_cast<Word16>(spectral_budget(frame_bits, false));
+  state->spectral_budget_transient = static_cast<Word16>(spectral_budget(frame_bits, true));
+}
+
 // Bits that the fields of coefficients and leftover bands may take, when those of the norms are
 // known.
 int coefficient_budget(int frame_bits, bool transient, int norm_bits);

@@ -3,6 +3,7 @@
 
 #include "frame/frame_decoder.h"
 #include "frame/frame_encoder.h"
+#include "frame/frame_fields.h"
 #include "frame/processor_level.h"
 #include "g719.h"
 
@@ -13,17 +14,29 @@ bool is_supported(std::int32_t bitrate) {
          bitrate % G719_BITRATE_STEP == 0;
 }
 
+template <typename Instance>
+void set_header(std::int32_t bitrate, Instance* instance) {
+  instance->bitrate = bitrate;
+  instance->frame_bytes = bitrate / G719_BITRATE_STEP;
+  instance->frame_bits = 8 * instance->frame_bytes;
+  instance->frame_samples = G719_FRAME_SAMPLES;
+}
+
 // A new record with its header set, or null.
 template <typename Instance>
 Instance* create(std::int32_t bitrate) {
   if (!is_supported(bitrate)) return nullptr;
   auto* instance = new (std::nothrow) Instance;
-  if (instance == nullptr) return nullptr;
-  instance->bitrate = bitrate;
-  instance->frame_bits = bitrate / 50;
-  instance->frame_bytes = instance->frame_bits / 8;
-  instance->frame_samples = G719_FRAME_SAMPLES;
+  if (instance != nullptr) set_header(bitrate, instance);
   return instance;
+}
+
+template <typename Instance>
+std::int32_t set_bitrate(std::int32_t bitrate, Instance* instance) {
+  if (!is_supported(bitrate)) return 0;
+  set_header(bitrate, instance);
+  g719::set_frame_bits(instance->frame_bits, &instance->state);
+  return 1;
 }
 
 }  // namespace
@@ -42,6 +55,14 @@ g719_decoder* g719_decoder_create(std::int32_t bitrate) {
     g719::init_decoder_state(&decoder->state, decoder->frame_bits);
   }
   return decoder;
+}
+
+std::int32_t g719_encoder_set_bitrate(g719_encoder* encoder, std::int32_t bitrate) {
+  return set_bitrate(bitrate, encoder);
+}
+
+std::int32_t g719_decoder_set_bitrate(g719_decoder* decoder, std::int32_t bitrate) {
+  return set_bitrate(bitrate, decoder);
 }
 
 void g719_encoder_encode(g719_encoder* encoder, const std::int16_t* samples, std::uint8_t* bytes) {
