@@ -46,10 +46,11 @@ struct _ZelG719StreamDec {
 };
 
 static constexpr GstClockTime FRAME = g719::FRAME_DURATION;
-static constexpr GstClockTime TOLERANCE = FRAME / 2;     // of timestamps
+static constexpr GstClockTime TOLERANCE = FRAME / 2;    // of timestamps
 static constexpr gint64 MAX_JUMP = GST_SECOND / FRAME;  // frames that may be lost unannounced
-static constexpr guint64 MAX_CONCEALED = 16;             // frames; the last is hardly heard
+static constexpr guint64 MAX_CONCEALED = 16;            // frames; the last is hardly heard
 static constexpr gint NO_END = -1;
+static constexpr gint MAX_CHANNELS = 6;  // that a payload can have
 
 // Payloads that the base class gives up.
 static constexpr gint ALL = -1;
@@ -73,6 +74,7 @@ static gboolean zel_g719_stream_dec_set_format(GstAudioDecoder* base, GstCaps* c
 static GstFlowReturn zel_g719_stream_dec_handle_frame(GstAudioDecoder* base, GstBuffer* input);
 static gboolean zel_g719_stream_dec_sink_event(GstAudioDecoder* base, GstEvent* event);
 static GstFlowReturn zel_g719_stream_dec_pre_push(GstAudioDecoder* base, GstBuffer** sound);
+static GstCaps* zel_g719_stream_dec_getcaps(GstAudioDecoder* base, GstCaps* filter);
 static gboolean zel_g719_stream_dec_transform_meta(GstAudioDecoder* base, GstBuffer* output,
                                                    GstMeta* meta, GstBuffer* input);
 
@@ -91,6 +93,7 @@ static void zel_g719_stream_dec_class_init(ZelG719StreamDecClass* klass) {
   decoder_class->set_format = GST_DEBUG_FUNCPTR(zel_g719_stream_dec_set_format);
   decoder_class->handle_frame = GST_DEBUG_FUNCPTR(zel_g719_stream_dec_handle_frame);
   decoder_class->sink_event = GST_DEBUG_FUNCPTR(zel_g719_stream_dec_sink_event);
+  decoder_class->getcaps = GST_DEBUG_FUNCPTR(zel_g719_stream_dec_getcaps);
   decoder_class->pre_push = GST_DEBUG_FUNCPTR(zel_g719_stream_dec_pre_push);
   decoder_class->transform_meta = GST_DEBUG_FUNCPTR(zel_g719_stream_dec_transform_meta);
 
@@ -132,10 +135,6 @@ static gboolean zel_g719_stream_dec_stop(GstAudioDecoder* base) {
   return TRUE;
 }
 
-static GstClockTime zel_g719_stream_dec_samples_to_time(guint64 samples) {
-  return gst_util_uint64_scale_round(samples, GST_SECOND, G719_SAMPLE_RATE);
-}
-
 // From one time to another one, rounded; negative where it is the earlier one.
 static gint64 zel_g719_stream_dec_frames_between(GstClockTime from, GstClockTime to) {
   return to >= from ? static_cast<gint64>((to - from + TOLERANCE) / FRAME)
@@ -149,22 +148,30 @@ static GstClockTime zel_g719_stream_dec_next_sound(ZelG719StreamDec* self) {
   return self->due > FRAME ? self->due - FRAME : 0;
 }
 
-// How many blocks of sound after `start` were given out before.
-static gint64 zel_g719_stream_dec_known_sound(ZelG719StreamDec* self, GstClockTime start) {
+// How many blocks of the next sound were given out before, as concealment of a gap that was
+// announced too long.
+static gint64 zel_g719_stream_dec_known_sound(ZelG719StreamDec* self) {
+  const GstClockTime start = zel_g719_stream_dec_next_sound(self);
   if (!GST_CLOCK_TIME_IS_VALID(start) || !GST_CLOCK_TIME_IS_VALID(self->sounded)) return 0;
   return std::max<gint64>(zel_g719_stream_dec_frames_between(start, self->sounded), 0);
 }
 
-// Cuts off what the sound of `blocks` blocks has before its start and behind its end. Takes the
-// buffer and returns what is left, or null.
-static GstBuffer* zel_g719_stream_dec_trim(ZelG719StreamDec* self, GstBuffer* sound,
-                                           GstClockTime* start) {
+// The timestamp of the next sound that is given out; none while unknown.
+static GstClockTime zel_g719_stream_dec_next_timestamp(ZelG719StreamDec* self) {
+  const GstClockTime start = zel_g719_stream_dec_next_sound(self);
+  if (!GST_CLOCK_TIME_IS_VALID(start)) return GST_CLOCK_TIME_NONE;
+  return start + zel_g719_stream_dec_known_sound(self) * FRAME +
+         gst_util_uint64_scale_round(self->skip, GST_SECOND, G719_SAMPLE_RATE);
+}
+
+// Cuts off what is before the start and behind the end of the sound that payloads announced. Takes
+// the buffer and returns what is left, or null.
+static GstBuffer* zel_g719_stream_dec_trim(ZelG719StreamDec* self, GstBuffer* sound) {
   const gint bytes = self->blocks.channels * static_cast<gint>(sizeof(gint16));  // of a sample
   gint samples = static_cast<gint>(gst_buffer_get_size(sound)) / bytes;
   const gint skipped = std::min(samples, self->skip);
   samples -= skipped;
   self->skip -= skipped;
-  if (GST_CLOCK_TIME_IS_VALID(*start)) *start += zel_g719_stream_dec_samples_to_time(skipped);
   if (self->left != NO_END) {
     samples = std::min(samples, self->left);
     self->left -= samples;
@@ -178,63 +185,65 @@ static GstBuffer* zel_g719_stream_dec_trim(ZelG719StreamDec* self, GstBuffer* so
   return sound;
 }
 
-// Gives out the sound from `start` on. The base class takes the timestamp from the oldest payload
-// that it holds, so the one at hand, null outside of handle_frame, bears it in case it is that one.
-static GstFlowReturn zel_g719_stream_dec_give_out(ZelG719StreamDec* self, GstBuffer* input,
-                                                  GstBuffer* sound, GstClockTime start) {
-  sound = zel_g719_stream_dec_trim(self, sound, &start);
-  if (sound == nullptr) return GST_FLOW_OK;
-  if (input != nullptr) GST_BUFFER_PTS(input) = start;
-  self->has_sounded = TRUE;
-  return gst_audio_decoder_finish_frame(GST_AUDIO_DECODER(self), sound,
-                                        input != nullptr ? ALL_BUT_THE_LAST : ALL);
+// Decodes blocks with `decode(i, samples)`, from `first` to before `end`, into a new buffer.
+template <typename Decode>
+static GstBuffer* zel_g719_stream_dec_decode(ZelG719StreamDec* self, gint first, gint end,
+                                             const Decode& decode) {
+  const gsize block_bytes = self->blocks.channels * G719_FRAME_SAMPLES * sizeof(gint16);
+  GstBuffer* sound = gst_audio_decoder_allocate_output_buffer(GST_AUDIO_DECODER(self),
+                                                              (end - first) * block_bytes);
+  if (sound == nullptr) {
+    GST_WARNING_OBJECT(self, "no buffer for the sound");
+    return nullptr;
+  }
+  const MappedBuffer pcm(sound, GST_MAP_WRITE);
+  if (!pcm) {
+    GST_ELEMENT_ERROR(self, RESOURCE, WRITE, ("Could not map the buffer for the audio."),
+                      (nullptr));
+    gst_buffer_unref(sound);
+    return nullptr;
+  }
+  gint16 samples[g719::MAX_SOUND_CHANNELS * G719_FRAME_SAMPLES];
+  for (gint i = first; i < end; i++) {
+    decode(i, samples);
+    std::memcpy(pcm.data() + (i - first) * block_bytes, samples, block_bytes);
+  }
+  return sound;
 }
 
-// Decodes `count` blocks with `decode(i, samples)`, and gives out what of their sound is new.
+// Goes on by `count` blocks, decoded with `decode(i, samples)`, and gives out what of their sound
+// is new. The base class takes the timestamp from the oldest payload that it holds: the one at
+// hand, null outside of handle_frame, bears it in case it is that one.
 template <typename Decode>
-static GstFlowReturn zel_g719_stream_dec_sound(ZelG719StreamDec* self, GstBuffer* input, gint count,
+static GstFlowReturn zel_g719_stream_dec_go_on(ZelG719StreamDec* self, GstBuffer* input, gint count,
                                                const Decode& decode) {
-  const GstClockTime start = zel_g719_stream_dec_next_sound(self);
-  const gint64 known = zel_g719_stream_dec_known_sound(self, start);
+  const GstClockTime timestamp = zel_g719_stream_dec_next_timestamp(self);
+  const gint64 known = zel_g719_stream_dec_known_sound(self);
   // The first block of a new decoder completes no sound.
   const gint unheard = self->is_new ? 1 : 0;
   const auto hidden = static_cast<gint>(std::min<gint64>(count, unheard + known));
+  gint16 samples[g719::MAX_SOUND_CHANNELS * G719_FRAME_SAMPLES];
+  for (gint i = 0; i < hidden; i++) decode(i, samples);
+  GstBuffer* sound = nullptr;
+  if (hidden < count) {
+    sound = zel_g719_stream_dec_decode(self, hidden, count, decode);
+    if (sound == nullptr) return GST_FLOW_ERROR;
+  }
+
   self->is_new = FALSE;
-  if (GST_CLOCK_TIME_IS_VALID(self->due)) self->due += count * FRAME;
   if (self->left != NO_END) {
     self->left = std::max(self->left - (hidden - unheard) * G719_FRAME_SAMPLES, 0);
   }
-
-  gint16 samples[g719::MAX_SOUND_CHANNELS * G719_FRAME_SAMPLES];
-  for (gint i = 0; i < hidden; i++) decode(i, samples);
-  if (hidden == count) return GST_FLOW_OK;
-
-  const gsize block_bytes = self->blocks.channels * G719_FRAME_SAMPLES * sizeof(gint16);
-  GstBuffer* sound = gst_audio_decoder_allocate_output_buffer(GST_AUDIO_DECODER(self),
-                                                              (count - hidden) * block_bytes);
-  if (sound == nullptr) {
-    GST_WARNING_OBJECT(self, "no buffer for the sound");
-    return GST_FLOW_ERROR;
+  if (GST_CLOCK_TIME_IS_VALID(self->due)) {
+    self->due += count * FRAME;
+    if (sound != nullptr) self->sounded = zel_g719_stream_dec_next_sound(self);
   }
-  {
-    const MappedBuffer pcm(sound, GST_MAP_WRITE);
-    if (!pcm) {
-      GST_ELEMENT_ERROR(self, RESOURCE, WRITE, ("Could not map the buffer for the audio."),
-                        (nullptr));
-      gst_buffer_unref(sound);
-      return GST_FLOW_ERROR;
-    }
-    for (gint i = hidden; i < count; i++) {
-      decode(i, samples);
-      std::memcpy(pcm.data() + (i - hidden) * block_bytes, samples, block_bytes);
-    }
-  }
-  if (!GST_CLOCK_TIME_IS_VALID(start)) {
-    return zel_g719_stream_dec_give_out(self, input, sound, start);
-  }
-  const GstClockTime new_start = start + known * FRAME;
-  self->sounded = new_start + (count - hidden) * FRAME;
-  return zel_g719_stream_dec_give_out(self, input, sound, new_start);
+  if (sound != nullptr) sound = zel_g719_stream_dec_trim(self, sound);
+  if (sound == nullptr) return GST_FLOW_OK;
+  if (input != nullptr) GST_BUFFER_PTS(input) = timestamp;
+  self->has_sounded = TRUE;
+  return gst_audio_decoder_finish_frame(GST_AUDIO_DECODER(self), sound,
+                                        input != nullptr ? ALL_BUT_THE_LAST : ALL);
 }
 
 // No block follows the last one: gives out its second half, and begins anew.
@@ -242,7 +251,7 @@ static GstFlowReturn zel_g719_stream_dec_end(ZelG719StreamDec* self, GstBuffer* 
   GstFlowReturn flow = GST_FLOW_OK;
   const bool is_forward = GST_AUDIO_DECODER(self)->input_segment.rate > 0.0;
   if (!self->is_new && is_forward) {
-    flow = zel_g719_stream_dec_sound(self, input, 1, [self](gint, gint16* samples) {
+    flow = zel_g719_stream_dec_go_on(self, input, 1, [self](gint, gint16* samples) {
       g719::finish_sound(&self->blocks, samples);
     });
   }
@@ -275,7 +284,7 @@ static GstFlowReturn zel_g719_stream_dec_conceal(ZelG719StreamDec* self, GstBuff
     concealed = std::min(frames, MAX_CONCEALED - std::min(self->lost, MAX_CONCEALED));
   }
   if (concealed > 0) {
-    flow = zel_g719_stream_dec_sound(
+    flow = zel_g719_stream_dec_go_on(
         self, input, static_cast<gint>(concealed),
         [self](gint, gint16* samples) { g719::conceal_block(&self->blocks, samples); });
   }
@@ -324,8 +333,9 @@ static void zel_g719_stream_dec_read_clipping(ZelG719StreamDec* self, GstBuffer*
   if (clip->start > 0) self->skip = static_cast<gint>(std::min<guint64>(clip->start, G_MAXINT));
   if (clip->end > 0) {
     const gint64 whole = gint64{blocks + (self->is_new ? 0 : 1)} * G719_FRAME_SAMPLES - self->skip;
-    const gint64 left = whole - static_cast<gint64>(std::min<guint64>(clip->end, G_MAXINT));
-    self->left = static_cast<gint>(std::max<gint64>(left, 0));
+    const gint64 end = whole - static_cast<gint64>(std::min<guint64>(clip->end, G_MAXINT));
+    const auto left = static_cast<gint>(std::max<gint64>(end, 0));
+    self->left = self->left == NO_END ? left : std::min(self->left, left);
   }
 }
 
@@ -361,6 +371,7 @@ static g719::Payload zel_g719_stream_dec_read_header(ZelG719StreamDec* self, Gst
   const gchar* fault = zel_g719_stream_dec_fault(payload, size);
   if (fault != nullptr) zel_g719_stream_dec_report(self, fault);
   if (payload.header.has_follower) payload.blocks_complete = 0;
+  if (size < sizeof header) payload.header.blocks = 1;
   return payload;
 }
 
@@ -369,8 +380,8 @@ static guint64 zel_g719_stream_dec_lost_frames(GstBuffer* input, const g719::Pay
   if (GST_BUFFER_DURATION_IS_VALID(input)) {
     return (GST_BUFFER_DURATION(input) + TOLERANCE) / FRAME;
   }
-  const bool is_empty = payload.header.length_code == g719::NO_DATA_LENGTH_CODE;
-  return is_empty ? static_cast<guint64>(payload.header.blocks) : 1;
+  const bool is_without_data = payload.header.length_code == g719::NO_DATA_LENGTH_CODE;
+  return is_without_data ? payload.header.blocks : std::min(payload.header.blocks, 1);
 }
 
 static GstFlowReturn zel_g719_stream_dec_decode_payload(ZelG719StreamDec* self, GstBuffer* input,
@@ -382,7 +393,7 @@ static GstFlowReturn zel_g719_stream_dec_decode_payload(ZelG719StreamDec* self, 
     GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Could not map the payload."), (nullptr));
     return GST_FLOW_ERROR;
   }
-  return zel_g719_stream_dec_sound(
+  return zel_g719_stream_dec_go_on(
       self, input, payload.blocks_complete, [&](gint i, gint16* samples) {
         g719::decode_block(bytes.data(), payload, i, &self->blocks, samples);
       });
@@ -401,7 +412,7 @@ static GstFlowReturn zel_g719_stream_dec_handle_frame(GstAudioDecoder* base, Gst
              : zel_g719_stream_dec_conceal(self, input,
                                            zel_g719_stream_dec_lost_frames(input, payload));
   if (flow != GST_FLOW_OK) return flow;
-  GST_BUFFER_PTS(input) = zel_g719_stream_dec_next_sound(self);
+  GST_BUFFER_PTS(input) = zel_g719_stream_dec_next_timestamp(self);
   return gst_audio_decoder_finish_frame(base, nullptr, ALL_BUT_THE_LAST);
 }
 
@@ -428,6 +439,14 @@ static gboolean zel_g719_stream_dec_set_format(GstAudioDecoder* base, GstCaps* c
   GstAudioInfo info;
   gst_audio_info_set_format(&info, GST_AUDIO_FORMAT_S16, G719_SAMPLE_RATE, channels, nullptr);
   return gst_audio_decoder_set_output_format(base, &info);
+}
+
+// More channels are taken as well, so that set_format can say why they are refused.
+static GstCaps* zel_g719_stream_dec_getcaps(GstAudioDecoder* base, GstCaps* filter) {
+  GstCaps* caps = gst_audio_decoder_proxy_getcaps(base, nullptr, filter);
+  GstCaps* refused = gst_caps_new_simple("audio/G719", "channels", GST_TYPE_INT_RANGE,
+                                         g719::MAX_SOUND_CHANNELS + 1, MAX_CHANNELS, nullptr);
+  return gst_caps_merge(caps, refused);
 }
 
 // Whether a new segment gives timestamps another meaning.
