@@ -604,7 +604,7 @@ std::string Element::step(const std::string& text) {
        }},
       {"caps",
        [&] {
-         if (words >> word && word != "none") caps = word;
+         if (words >> word && suite == "StreamDecoder") caps = word;
          send_start(this, word);
        }},
       {"bytes", [&] { format = GST_FORMAT_BYTES; }},
