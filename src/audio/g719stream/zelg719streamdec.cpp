@@ -477,36 +477,48 @@ static gboolean zel_g719_stream_dec_end_soundless(GstAudioDecoder* base, GstEven
   return gst_pad_push_event(GST_AUDIO_DECODER_SRC_PAD(base), event);
 }
 
-static gboolean zel_g719_stream_dec_sink_event(GstAudioDecoder* base, GstEvent* event) {
-  auto* self = ZEL_G719_STREAM_DEC(base);
-  const bool is_open = self->blocks.channels > 0;
-  gboolean is_done = FALSE;
-  GST_AUDIO_DECODER_STREAM_LOCK(base);
+// Takes a serialized event. True where the base class is not to see it.
+static bool zel_g719_stream_dec_take_event(ZelG719StreamDec* self, GstEvent* event) {
+  const GstSegment& segment = GST_AUDIO_DECODER(self)->input_segment;
   switch (GST_EVENT_TYPE(event)) {
     case GST_EVENT_STREAM_START:
     case GST_EVENT_SEGMENT_DONE:
     case GST_EVENT_EOS:
       zel_g719_stream_dec_end(self, nullptr);
-      break;
+      return false;
     case GST_EVENT_SEGMENT:
-      if (zel_g719_stream_dec_is_other_segment(base->input_segment, event)) {
+      if (zel_g719_stream_dec_is_other_segment(segment, event)) {
         zel_g719_stream_dec_end(self, nullptr);
       }
-      break;
+      return false;
     case GST_EVENT_FLUSH_STOP:
       zel_g719_stream_dec_reset(self);
-      break;
+      return false;
     case GST_EVENT_GAP:
-      is_done = !is_open || base->input_segment.rate > 0.0;
-      if (is_done && is_open) zel_g719_stream_dec_take_gap(self, event);
-      if (is_done) gst_event_unref(event);
-      break;
+      // Before the first caps the base class would decide on two channels.
+      if (self->blocks.channels == 0) return true;
+      if (segment.rate < 0.0) return false;
+      zel_g719_stream_dec_take_gap(self, event);
+      return true;
     default:
-      break;
+      return false;
   }
-  GST_AUDIO_DECODER_STREAM_UNLOCK(base);
-  if (is_done) return TRUE;
-  if (GST_EVENT_TYPE(event) == GST_EVENT_EOS && is_open && !self->has_sounded) {
+}
+
+static gboolean zel_g719_stream_dec_sink_event(GstAudioDecoder* base, GstEvent* event) {
+  auto* self = ZEL_G719_STREAM_DEC(base);
+  bool is_done = false;
+  if ((static_cast<guint>(GST_EVENT_TYPE(event)) & GST_EVENT_TYPE_SERIALIZED) != 0) {
+    GST_AUDIO_DECODER_STREAM_LOCK(base);
+    is_done = zel_g719_stream_dec_take_event(self, event);
+    GST_AUDIO_DECODER_STREAM_UNLOCK(base);
+  }
+  if (is_done) {
+    gst_event_unref(event);
+    return TRUE;
+  }
+  const bool is_soundless = self->blocks.channels > 0 && !self->has_sounded;
+  if (GST_EVENT_TYPE(event) == GST_EVENT_EOS && is_soundless) {
     return zel_g719_stream_dec_end_soundless(base, event);
   }
   return GST_AUDIO_DECODER_CLASS(zel_g719_stream_dec_parent_class)->sink_event(base, event);
