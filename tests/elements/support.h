@@ -38,8 +38,7 @@ struct Codec {
 //                               behind it "discont", "resync", "clip 0 960", "lasts 40" (ms)
 //                               payloader: the same, with " discont" behind it flagged so
 //                               parser: bytes with such a header; a number behind it repeats them
-//   push L*N ... @T             depayloader, gate: a packet of these entries, length code and
-//   number
+//   push L*N ... @T             depayloader, gate: a packet of these entries, length code and count
 //                               of frames, and "marked", "from2" (sender), "type97" (of payload),
 //                               "seq9", "size+1" (bytes more or less)
 //   sources N                   payloader: so many sources are named in what is pushed
@@ -51,11 +50,13 @@ struct Codec {
 //   caps none                   the same without caps
 //   bytes                       from now on segments count bytes, as those of filesrc do
 //   downstream CAPS             what the element's peer takes from now on
-//   upstream                    from now on it says: live, 30 ms of latency, 90 at most, 12200
-//   bytes duration                    parser: of the stream facts                       asks for
-//   output caps and latency latency                     asks for it alone time BYTE parser: when
-//   the audio of that byte is played jump BYTE                   parser: flush, and what is pushed
-//   comes from that place on seek FORMAT START STOP      parser: which seek it asks for upstream
+//   upstream                    from now on it says: live, latency of 30 to 90 ms, 12200 bytes
+//   duration                    parser: of the stream
+//   facts                       asks for output caps and latency
+//   latency                     asks for it alone
+//   time BYTE                   parser: when the audio of that byte is played
+//   jump BYTE                   parser: flush, and what is pushed comes from that place on
+//   seek FORMAT START STOP      parser: which seek it asks for upstream
 //   announced                   counts the events with caps and with tags since the last such step
 //   sdp                         writes the output caps as SDP and reads them from there
 //   flush, eos, segment, gap @T events
