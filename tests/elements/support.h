@@ -24,13 +24,13 @@ extern std::string broken;
 
 // The codec without any element. Its instances hold no pointers, so a copy goes its own way.
 struct Codec {
-  g719_encoder encoder;
+  g719_encoder encoders[2];  // one a channel
   g719_decoder decoder;
 };
 
 // An element in a GstHarness, driven by these steps, with "; " between those of one line:
 //
-//   push N [by M]               encoder: N samples of recorded music, in buffers of M
+//   push N [by M]               encoders: N samples of recorded music, in buffers of M
 //   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames
 //                               payloader: the same, with " discont" behind it flagged so
 //                               parser: bytes with such a header; a number behind it repeats them
@@ -45,6 +45,7 @@ struct Codec {
 //   property NAME VALUE         writes another one
 //   caps [CAPS]                 stream start, caps, segment; by themselves before the first push
 //   caps none                   the same without caps
+//   channels N                  the same with so many channels of samples
 //   bytes                       from now on segments count bytes, as those of filesrc do
 //   downstream CAPS             what the element's peer takes from now on
 //   upstream                    from now on it says: live, 30 ms of latency, 90 at most, 12200
@@ -65,6 +66,8 @@ struct Codec {
 // may have changed, buffers, a flow return other than ok. "2 on 64000 @20" is a buffer of two
 // frames at 64000 bit/s and 20 ms, byte for byte what the codec gives that goes on from the frames
 // before; "new" what it gives from cleared memory, "wrong" neither.
+// The encoder of streams is said to begin "new" only where the buffer says discontinuous; "clip
+// 959" is how many samples it says are filling.
 //
 // "packet 3 at 960: 2 of 160 @20" is an RTP packet: number, RTP timestamp, two frames of 160 bytes,
 // those that are due; "160: 3 4 @60" a payload with frames 3 and 4, of 160 bytes, and "gap 20 @60"
@@ -76,7 +79,7 @@ struct Element {
   std::string step(const std::string& text);
 
   std::string suite;
-  bool is_encoder, is_started = false;
+  bool is_stream_encoder, is_encoder, is_started = false;
   GstHarness* h;
   GstBus* bus;
   GAsyncQueue* output = g_async_queue_new();  // that was not noted yet, in its order
@@ -88,6 +91,7 @@ struct Element {
   guint caps_events = 0, tag_events = 0;
   guint sources = 0;    // that the input names
   guint16 packets = 0;  // pushed or lost
+  gsize channels = 1;   // of samples
   gint bitrate = 0;     // of the last payload pushed
   std::string input;    // audio or frames pushed that nothing has come out for
   Codec codec = {};     // as the element's should stand
