@@ -212,27 +212,22 @@ void advance(GstHarness* h, GstClockTime now) {
   gst_harness_set_time(h, std::max(now, gst_clock_get_time(GST_CLOCK(clock))));
 }
 
-// Under a clock of the test's own. A payload that gets through is out when it is 120 ms old, with
-// its own timestamp.
-TEST(Pipeline, LossReorderingAndRestartOfTheSender) {
-  std::vector<Packet> packets;
-  send(0, "ssrc=1 seqnum-offset=65500 timestamp-offset=4294900000", &packets);
-  send(5 * GST_SECOND, "ssrc=2 seqnum-offset=20000 timestamp-offset=1000000", &packets);
-  std::vector<GstClockTime> sent;
-  for (const auto& packet : packets) sent.push_back(packet.sent);
-  std::ranges::sort(packets, {}, &Packet::arrival);
-
-  GstHarness* h = gst_harness_new_parse("rtpjitterbuffer latency=100 ! rtpg719depay ! zelg719dec");
+// Under a clock of the test's own, through a jitter buffer of 100 ms. As many buffers as packets
+// come out, each when it is `age` old.
+void play_packets(GstHarness* h, const std::vector<Packet>& packets, GstClockTime age) {
   gst_harness_use_testclock(h);
   gst_harness_set_src_caps_str(
       h, "application/x-rtp,media=audio,clock-rate=48000,encoding-name=G719,payload=96");
   gst_harness_play(h);
+  std::vector<GstClockTime> sent;
+  for (const auto& packet : packets) sent.push_back(packet.sent);
+  std::ranges::sort(sent);
   int patience = 50000;
   for (const auto& [_, arrival, bytes] : packets) {
     for (; patience > 0; patience--) {
       advance(h, arrival);
       const gsize out = gst_harness_buffers_received(h);
-      if (out == sent.size() || sent[out] + 120 * GST_MSECOND > arrival) break;
+      if (out >= sent.size() || sent[out] + age > arrival) break;
       g_usleep(100);
     }
     GstBuffer* packet = gst_buffer_new_memdup(bytes.data(), bytes.size());
@@ -244,7 +239,75 @@ TEST(Pipeline, LossReorderingAndRestartOfTheSender) {
     advance(h, 100 * GST_SECOND);
   }
   EXPECT_GT(patience, 0);
+}
+
+// Each payload comes with its own timestamp.
+TEST(Pipeline, LossReorderingAndRestartOfTheSender) {
+  std::vector<Packet> packets;
+  send(0, "ssrc=1 seqnum-offset=65500 timestamp-offset=4294900000", &packets);
+  send(5 * GST_SECOND, "ssrc=2 seqnum-offset=20000 timestamp-offset=1000000", &packets);
+  std::vector<GstClockTime> sent;
+  for (const auto& packet : packets) sent.push_back(packet.sent);
+  std::ranges::sort(packets, {}, &Packet::arrival);
+  GstHarness* h = gst_harness_new_parse("rtpjitterbuffer latency=100 ! rtpg719depay ! zelg719dec");
+  play_packets(h, packets, 120 * GST_MSECOND);
   EXPECT_EQ(finish(h).times, sent);
+}
+
+// Pushes the payloads that are not lost, and for the others gaps or nothing.
+void play_payloads(GstHarness* h, const std::vector<std::string>& payloads,
+                   const std::set<gsize>& lost, bool has_gaps) {
+  gst_harness_set_src_caps_str(h, "audio/G719");
+  for (gsize i = 0; i < payloads.size(); i++) {
+    const GstClockTime time = i * 20 * GST_MSECOND;
+    if (lost.contains(i)) {
+      GstEvent* gap = gst_event_new_gap(time, 20 * GST_MSECOND);
+      has_gaps ? gst_harness_push_event(h, gap) : (gst_event_unref(gap), TRUE);
+      continue;
+    }
+    GstBuffer* buffer = gst_buffer_new_memdup(payloads[i].data(), payloads[i].size());
+    GST_BUFFER_PTS(buffer) = time;
+    gst_harness_push(h, buffer);
+  }
+  gst_harness_push_event(h, gst_event_new_eos());
+}
+
+// Streams that were recorded with frames lost. A decoder hears of a loss by gaps, as those of a
+// jitter buffer, or only from the timestamps of what follows. Without gaps of their own it cannot
+// hear of the first frames and the last.
+TEST(Pipeline, RecordedLosses) {
+  for (const std::string stem : {"castanets.32000", "musiclike.128000", "speechlike.48000"}) {
+    const std::string stream = contents("vectors/" + stem + ".g719"), file = stem + ".lost";
+    std::istringstream list(contents("vectors/" + file + ".txt"));
+    const std::set<gsize> lost(std::istream_iterator<gsize>(list), {});
+    std::vector<std::string> payloads;
+    std::vector<Packet> packets;
+    for (gsize i = 0; i < 50; i++) {
+      payloads.push_back(stream.substr(i * stream.size() / 50, stream.size() / 50));
+      std::string packet = {'\x80', 96, 0, static_cast<char>(i), 0, 0, 0, 0, 0, 0, 0, 1};
+      GST_WRITE_UINT32_BE(&packet[4], static_cast<guint32>(i * 960));
+      const GstClockTime time = i * 20 * GST_MSECOND;
+      if (!lost.contains(i)) packets.push_back({time, time, packet + payloads[i]});
+    }
+    for (const std::string way : {"gaps", "jumps", "jitter buffer"}) {
+      GstHarness* h = gst_harness_new_parse(
+          way == "jitter buffer"
+              ? "rtpjitterbuffer latency=100 do-lost=true ! rtpg719depay ! zelg719streamdec"
+              : "zelg719streamdec");
+      if (way == "jitter buffer") {
+        play_packets(h, packets, 200 * GST_MSECOND);
+      } else {
+        play_payloads(h, payloads, lost, way == "gaps");
+      }
+      const gsize first = way == "gaps" ? 0 : lost.contains(0);
+      const gsize frames = 49 - first - (way == "gaps" ? 0 : lost.contains(49));
+      const std::string sound = finish(h).bytes, decoded = contents("vectors/" + file + ".pcm");
+      EXPECT_EQ(sound.size(), (frames + 1) * 1920) << stem << way;
+      EXPECT_TRUE(sound.substr(0, frames * 1920) ==
+                  decoded.substr((1 + first) * 1920, frames * 1920))
+          << stem << way;
+    }
+  }
 }
 
 }  // namespace

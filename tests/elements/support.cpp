@@ -1,6 +1,6 @@
 #include "support.h"
 
-#include <gst/audio/gstaudiometa.h>
+#include <gst/audio/audio.h>
 #include <gst/rtp/gstrtpmeta.h>
 #include <gst/sdp/gstsdpmessage.h>
 
@@ -31,7 +31,10 @@ void note(const std::string& line) { outcome += "=> " + line + "\n"; }
 void note_log(GstDebugCategory* category, GstDebugLevel level, const gchar*, const gchar*, gint,
               GObject* object, GstDebugMessage* message, gpointer) {
   const std::string name = gst_debug_level_get_name(level), text = gst_debug_message_get(message);
-  if (!g_str_has_prefix(gst_debug_category_get_name(category), "g719")) return;
+  if (!g_str_has_prefix(gst_debug_category_get_name(category), "g719") &&
+      !g_str_has_prefix(gst_debug_category_get_name(category), "zelg719")) {
+    return;
+  }
   if (!GST_IS_ELEMENT(object)) return;
   if (text.starts_with("error: ") || text.starts_with("warning: ")) return;
   note(name.substr(0, name.find(' ')) + " " + text);
@@ -66,12 +69,21 @@ void send_start(Element* e, const std::string& caps) {
 }
 
 // Pushes the bytes at an odd address, with nothing that could be read behind them.
-GstFlowReturn push(Element* e, const std::string& bytes, GstClockTime pts, guint flags = 0) {
+GstFlowReturn push(Element* e, const std::string& bytes, GstClockTime pts,
+                   const std::string& marks = "") {
   if (!e->is_started) send_start(e, "");
   GstBuffer* buffer = gst_buffer_new_memdup(("?" + bytes).data(), bytes.size() + 1);
   gst_buffer_resize(buffer, 1, -1);
   GST_BUFFER_PTS(buffer) = pts;
-  GST_BUFFER_FLAG_SET(buffer, flags);
+  std::istringstream words(marks);
+  for (std::string word; words >> word;) {
+    guint64 start = 0, end = 0;
+    if (word == "discont") GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DISCONT);
+    if (word == "resync") GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_RESYNC);
+    if (word == "lasts" && words >> start) GST_BUFFER_DURATION(buffer) = start * GST_MSECOND;
+    if (word != "clip" || !(words >> start >> end)) continue;
+    gst_buffer_add_audio_clipping_meta(buffer, GST_FORMAT_DEFAULT, start, end);
+  }
   const guint32 sources[15] = {};
   if (e->sources > 0) gst_buffer_add_rtp_source_meta(buffer, nullptr, sources, e->sources);
   return gst_harness_push(e->h, buffer);
@@ -95,10 +107,10 @@ GstFlowReturn push_audio(Element* e, std::istream& words, GstClockTime time) {
 GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
   guint toc = 0, count = 0;
   gsize size = 0;
-  std::string payload, flag;
+  std::string payload, marks;
   if (words >> std::hex >> toc) payload += static_cast<char>(toc);
   if (words >> std::dec >> count >> size) payload += static_cast<char>(count);
-  words >> flag;
+  std::getline(words, marks);
   const guint frame_bytes = FRAME_BYTES[toc >> 2 & 31];
   const gsize whole = frame_bytes == 0 ? 0 : std::min<gsize>(count, size / frame_bytes);
   e->bitrate = static_cast<gint>(frame_bytes) * 400;
@@ -106,7 +118,12 @@ GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
   if (e->suite != "Payloader") e->input.clear();
   e->input += (payload += next_music(e, size))
                   .substr(std::min<gsize>(payload.size(), 2), whole * frame_bytes);
-  return push(e, payload, time, flag == "discont" ? GST_BUFFER_FLAG_DISCONT : 0);
+  const gsize block_bytes = frame_bytes * (e->caps.ends_with("2") ? 2 : 1);
+  for (gsize i = 0; toc < 0x80 && block_bytes > 0 && i < std::min<gsize>(count, size / block_bytes);
+       i++) {
+    e->blocks.push_back(payload.substr(2 + i * block_bytes, block_bytes));
+  }
+  return push(e, payload, time, marks);
 }
 
 // Each byte of a frame is the frame's number, which counts from the timestamp 0 on.
@@ -155,6 +172,7 @@ void flush(Element* e) {
   gst_harness_push_event(e->h, gst_event_new_flush_stop(TRUE));
   send_segment(e);
   e->input.clear();
+  e->codec.next_block = e->blocks.size();
 }
 
 // The next bytes are those from another place on.
@@ -188,6 +206,7 @@ void seek(Element* e, std::istream& words) {
 
 void restart(Element* e) {
   e->input.clear();
+  e->codec.next_block = e->blocks.size();
   for (GstState state : {GST_STATE_READY, GST_STATE_PAUSED, GST_STATE_NULL, GST_STATE_PLAYING}) {
     if (gst_element_set_state(e->h->element, state) == GST_STATE_CHANGE_FAILURE) return;
   }
@@ -273,6 +292,63 @@ bool goes_on(Element* e, Codec codec, gint bitrate, gsize frames, const std::str
   e->codec = codec;
   e->input.erase(0, frames * size);
   return true;
+}
+
+// The sound of one block, see "nff" in support.h; "" where no frame is left.
+std::string heard(Element* e, Codec* codec, char step) {
+  if (step == 'n') {
+    *codec = {{},
+              new_codec(32000).decoder,
+              new_codec(32000).decoder,
+              codec->next_block,
+              e->caps.ends_with("2") ? 2U : 1U};
+  }
+  if (step == 'f' && codec->next_block == e->blocks.size()) return "";
+  std::string frames = step == 'f' ? e->blocks[codec->next_block++] : std::string(640, '\0');
+  const gsize size = frames.size() / codec->channels;
+  std::string bytes(codec->channels * FRAME_PCM_BYTES, '\0');
+  for (gsize channel = 0; channel < codec->channels && step != 'n'; channel++) {
+    gint16 samples[960];
+    g719_decoder* decoder = channel == 0 ? &codec->decoder : &codec->right;
+    if (step == 'f') g719_decoder_set_bitrate(decoder, static_cast<gint>(size) * 400);
+    if (step == 'e') std::ranges::fill(decoder->state.previous_spectrum, 0);
+    g719_decoder_decode(decoder, reinterpret_cast<guint8*>(&frames[channel * size]), samples,
+                        step != 'f');
+    for (gsize i = 0; i < 960; i++) {
+      const auto* sample = reinterpret_cast<char*>(&samples[i]);
+      std::copy_n(sample, 2, &bytes[2 * (i * codec->channels + channel)]);
+    }
+  }
+  return bytes;
+}
+
+// Finds out what was decoded for the next of `bytes`, and takes these off.
+std::string explain(Element* e, std::string* bytes) {
+  for (const std::string steps : {"f", "l", "e", "nff", "nfl", "nfe", "nlf", "nll", "nle", "ff",
+                                  "fff", "fffff", "nfff", "ll", "nffe", "ffnfe"}) {
+    Codec codec = e->codec;
+    std::string sound;
+    for (char step : steps) sound = heard(e, &codec, step);
+    const std::string part = bytes->substr(0, sound.size());
+    if (part.empty() || !(sound.starts_with(part) || sound.ends_with(part))) continue;
+    e->codec = codec;
+    bytes->erase(0, part.size());
+    const gsize samples = part.size() / 2 / codec.channels;
+    return steps + (samples == 960 ? "" : ":" + std::to_string(samples)) + " ";
+  }
+  bytes->clear();
+  return "wrong ";
+}
+
+void note_sound(Element* e, GstBuffer* buffer) {
+  std::string bytes = contents(buffer), text;
+  const gsize size = bytes.size();
+  while (!bytes.empty()) text += explain(e, &bytes);
+  const GstClockTime duration =
+      gst_util_uint64_scale_round(size / 2 / e->codec.channels, GST_SECOND, 48000);
+  const bool is_right = GST_CLOCK_DIFF(duration, GST_BUFFER_DURATION(buffer)) / 2 == 0;
+  note(text + "@" + std::to_string(GST_BUFFER_PTS(buffer) / GST_MSECOND) +
+       (is_right ? "" : " for another time") + (GST_BUFFER_IS_DISCONT(buffer) ? " discont" : ""));
 }
 
 void note_buffer(Element* e, GstBuffer* buffer) {
@@ -384,6 +460,12 @@ void send_lost(Element* e, std::istream& words, GstClockTime time) {
   if (!gst_harness_push_event(e->h, event)) note("refused");
 }
 
+void send_gap(Element* e, std::istream& words, GstClockTime time) {
+  guint64 ms = 20;
+  words >> ms;
+  gst_harness_push_event(e->h, gst_event_new_gap(time, ms * GST_MSECOND));
+}
+
 void note_announced(Element* e) {
   note(std::to_string(e->caps_events) + " caps, " + std::to_string(e->tag_events) + " tags");
   e->caps_events = e->tag_events = 0;
@@ -437,6 +519,7 @@ const std::map<std::string, Kind> KINDS = {
     {"Encoder", {"zelg719enc", RAW_CAPS, push_audio, note_buffer}},
     {"StreamEncoder", {"zelg719streamenc", RAW_CAPS, push_audio, note_buffer}},
     {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
+    {"StreamDecoder", {"zelg719streamdec", "audio/G719", push_payload, note_sound}},
     {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
     {"Parser", {"zelg719parse", "audio/G719", push_stream, note_found}},
     {"Gate", {"rtpg719gate", RTP_CAPS, push_packet, note_same}},
@@ -503,7 +586,7 @@ Element::Element(const std::string& name)
   // In brackets: macros of these names are no clean C++.
   (gst_debug_remove_log_function)(gst_debug_log_default);
   (gst_debug_add_log_function)(note_log, nullptr, nullptr);
-  gst_debug_set_threshold_for_name("g719*", GST_LEVEL_INFO);
+  gst_debug_set_threshold_for_name("*g719*", GST_LEVEL_INFO);
   GstElement* element = gst_element_factory_make(KINDS.at(suite).factory, nullptr);
   if (suite == "Payloader") {
     g_object_set(element, "ssrc", 1, "seqnum-offset", 0, "timestamp-offset", 0, nullptr);
@@ -522,7 +605,7 @@ Element::~Element() {
   gst_harness_teardown(h);
   gst_object_unref(bus);
   g_async_queue_unref(output);
-  gst_debug_unset_threshold_for_name("g719*");
+  gst_debug_unset_threshold_for_name("*g719*");
   (gst_debug_remove_log_function)(note_log);
   (gst_debug_add_log_function)(gst_debug_log_default, nullptr, nullptr);
 }
@@ -544,7 +627,11 @@ std::string Element::step(const std::string& text) {
          words >> word;
          gst_util_set_object_arg(G_OBJECT(h->element), word.c_str(), &text[10 + word.size()]);
        }},
-      {"caps", [&] { words >> word, send_start(this, word); }},
+      {"caps",
+       [&] {
+         if (words >> word && suite == "StreamDecoder") caps = word;
+         send_start(this, word);
+       }},
       {"channels",
        [&] {
          caps.back() = text.back();
@@ -563,7 +650,7 @@ std::string Element::step(const std::string& text) {
       {"jump", [&] { jump(this, words); }},
       {"seek", [&] { seek(this, words); }},
       {"segment", [&] { send_segment(this); }},
-      {"gap", [&] { gst_harness_push_event(h, gst_event_new_gap(time, 20 * GST_MSECOND)); }},
+      {"gap", [&] { send_gap(this, words, time); }},
       {"sources", [&] { words >> sources; }},
       {"upstream",
        [&] {
@@ -575,7 +662,7 @@ std::string Element::step(const std::string& text) {
       {"eos", [&] { gst_harness_push_event(h, gst_event_new_eos()); }},
       {"restart", [&] { restart(this); }},
       {"misalign", [&] { misalign(this); }},
-      {"log", [&] { gst_debug_set_threshold_for_name("g719*", GST_LEVEL_LOG); }},
+      {"log", [&] { gst_debug_set_threshold_for_name("*g719*", GST_LEVEL_LOG); }},
   };
   if (!VERBS.contains(verb)) return "=> no such step\n";
   outcome.clear();

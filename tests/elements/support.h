@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "g719.h"
 
@@ -26,12 +27,15 @@ extern std::string broken;
 struct Codec {
   g719_encoder encoders[2];  // one a channel
   g719_decoder decoder;
+  g719_decoder right = {};  // of a second channel
+  gsize next_block = 0, channels = 1;
 };
 
 // An element in a GstHarness, driven by these steps, with "; " between those of one line:
 //
 //   push N [by M]               encoders: N samples of recorded music, in buffers of M
-//   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames
+//   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames;
+//                               behind it "discont", "resync", "clip 0 960", "lasts 40" (ms)
 //                               payloader: the same, with " discont" behind it flagged so
 //                               parser: bytes with such a header; a number behind it repeats them
 //   push L*N ... @T             depayloader, gate: a packet of these entries, length code and
@@ -69,6 +73,10 @@ struct Codec {
 // The encoder of streams is said to begin "new" only where the buffer says discontinuous; "clip
 // 959" is how many samples it says are filling.
 //
+// "nff l e:480 @20" is a buffer of the stream decoder: for each 20 ms the blocks decoded for it,
+// "f" the next frame pushed, "l" a lost one, "e" silence behind the last one, "n" cleared memory;
+// only what the last of them gives is heard. 480 samples of each channel are there of the last.
+//
 // "packet 3 at 960: 2 of 160 @20" is an RTP packet: number, RTP timestamp, two frames of 160 bytes,
 // those that are due; "160: 3 4 @60" a payload with frames 3 and 4, of 160 bytes, and "gap 20 @60"
 // or "lost 20 @60" a gap of 20 ms that the depayloader announces; "122 of 48000 @20 lasts 20" one
@@ -89,12 +97,13 @@ struct Element {
   GstFormat format = GST_FORMAT_TIME;
   gsize position = 0;  // in the recorded music
   guint caps_events = 0, tag_events = 0;
-  guint sources = 0;    // that the input names
-  guint16 packets = 0;  // pushed or lost
-  gsize channels = 1;   // of samples
-  gint bitrate = 0;     // of the last payload pushed
-  std::string input;    // audio or frames pushed that nothing has come out for
-  Codec codec = {};     // as the element's should stand
+  guint sources = 0;                // that the input names
+  guint16 packets = 0;              // pushed or lost
+  gsize channels = 1;               // of samples
+  gint bitrate = 0;                 // of the last payload pushed
+  std::string input;                // audio or frames pushed that nothing has come out for
+  std::vector<std::string> blocks;  // stream decoder: all whole frame-blocks pushed
+  Codec codec = {};                 // as the element's should stand
 };
 
 std::string contents(GstBuffer* buffer);
