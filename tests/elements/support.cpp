@@ -417,7 +417,7 @@ const std::map<std::string, Kind> KINDS = {
     {"Encoder", {"zelg719enc", RAW_CAPS, push_audio, note_buffer}},
     {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
     {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
-    {"Parser", {"zelg719parse", "audio/G719", push_stream, note_found}},
+    {"Parser", {"zelg719parse", "audio/G719,channels=1", push_stream, note_found}},
     {"Gate", {"rtpg719gate", RTP_CAPS, push_packet, note_same}},
     {"Depayloader", {"rtpg719depay", RTP_CAPS, push_packet, note_payload}},
 };
