@@ -41,6 +41,7 @@ struct Codec {
 //   sources N                   payloader: so many sources are named in what is pushed
 //   lose                        depayloader: the next packet does not come
 //   lost MS @T                  the same is known, of that time
+//   channels N                  payloader, depayloader: what is pushed from now on has so many
 //   set BITRATE                 writes the property
 //   property NAME VALUE         writes another one
 //   caps [CAPS]                 stream start, caps, segment; by themselves before the first push
@@ -52,6 +53,7 @@ struct Codec {
 //   output caps and latency latency                     asks for it alone time BYTE parser: when
 //   the audio of that byte is played jump BYTE                   parser: flush, and what is pushed
 //   comes from that place on seek FORMAT START STOP      parser: which seek it asks for upstream
+//   wanted                      the caps that upstream may send
 //   announced                   counts the events with caps and with tags since the last such step
 //   sdp                         writes the output caps as SDP and reads them from there
 //   flush, eos, segment, gap @T events
@@ -87,6 +89,7 @@ struct Element {
   gsize position = 0;  // in the recorded music
   guint caps_events = 0, tag_events = 0;
   guint sources = 0;    // that the input names
+  gsize channels = 1;   // of the input, as far as its sizes count
   guint16 packets = 0;  // pushed or lost
   gint bitrate = 0;     // of the last payload pushed
   std::string input;    // audio or frames pushed that nothing has come out for
@@ -95,3 +98,6 @@ struct Element {
 
 std::string contents(GstBuffer* buffer);
 std::string contents(const std::string& path);
+
+// A stream of two channels: of fifty payloads of one frame, and of the same ones backwards.
+std::string in_two_channels(const std::string& stream);

@@ -91,6 +91,8 @@ static void rtp_g719_pay_reset(RtpG719Pay* self) {
 static void rtp_g719_pay_init(RtpG719Pay* self) {
   self->pending = gst_adapter_new();
   self->channels = 1;
+  // Caps that do not say what a receiver needs may still be right.
+  GST_PAD_SET_ACCEPT_INTERSECT(GST_RTP_BASE_PAYLOAD_SINKPAD(self));
   // The base class leaves queries from downstream to the pad.
   gst_pad_set_query_function(GST_RTP_BASE_PAYLOAD_SRCPAD(self), rtp_g719_pay_src_query);
   rtp_g719_pay_reset(self);
@@ -181,11 +183,20 @@ static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
   return frames;
 }
 
+// Whether a receiver takes as many channels. The base class would else announce its number.
+static bool rtp_g719_pay_is_wanted(GstRTPBasePayload* base, gint channels) {
+  g_autoptr(GstCaps) wanted = rtp_g719_pay_get_caps(base, nullptr, nullptr);
+  g_autoptr(GstCaps) payloads =
+      gst_caps_new_simple("audio/G719", "channels", G_TYPE_INT, channels, nullptr);
+  return gst_caps_can_intersect(wanted, payloads);
+}
+
 static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps* caps) {
   auto* self = RTP_G719_PAY(base);
   gint channels = 1;
   gst_structure_get_int(gst_caps_get_structure(caps, 0), "channels", &channels);
   if (channels < 1 || channels > g719::MAX_PACKET_CHANNELS) return FALSE;
+  if (!rtp_g719_pay_is_wanted(base, channels)) return FALSE;
   const guint64 least = rtp_g719_pay_packet_frames(self).least;
   g_atomic_int_set(&self->channels, channels);
 
