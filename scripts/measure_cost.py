@@ -54,6 +54,7 @@ def payload_streams():
     streams = {
         'good': repeated(b''.join(good)),
         'no frames': b'\x40\x00\x20\x00' * (SIZE // len(lead) * 3 // 2) + lead,
+        'two channels': repeated(b''.join(payload + payload[2:] for payload in good)),
         'two bitrates in turn': repeated(b''.join(map(bytes.__add__, good, recorded(64000)))),
         'headers that hide others': hiding_headers(),
         'noise': lead + random.Random(2).randbytes(UNBROKEN),
