@@ -88,7 +88,7 @@ def packet_streams():
 CHAINS = {
     'parser, pulled': (payload_streams, PARSE + ' ! fakesink'),
     'parser, pushed': (payload_streams, PUSH + ' ! fakesink'),
-    'parser and decoder': (payload_streams, PARSE + ' ! zelg719dec ! fakesink'),
+    'parser and decoder': (payload_streams, PARSE + ' channels=1 ! zelg719dec ! fakesink'),
     'g719-dump': (payload_streams, sys.argv[1] + ' {}'),
     'depayloader': (packet_streams, DEPAY + ' ! fakesink'),
     'depayloader and decoder': (packet_streams, DEPAY + ' ! zelg719dec ! fakesink'),

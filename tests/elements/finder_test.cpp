@@ -22,7 +22,7 @@ TEST(Finder, OneByteMissing) {
     for (int channels : {1, 2}) {
       const std::string stream = channels == 1 ? mono : in_two_channels(mono);
       const gsize size = stream.size() / 50;
-      for (gsize lost = size; lost < stream.size() - 3 * size; lost += 6 * channels - 5) {
+      for (gsize lost = size; lost < stream.size() - 3 * size; lost += 12 * channels - 11) {
         const std::string damaged = stream.substr(0, lost) + stream.substr(lost + 1);
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(damaged.data());
         gsize intact = 0;

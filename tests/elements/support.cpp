@@ -219,13 +219,6 @@ void note_latency(Element* e) {
        (is_live ? ", live" : ""));
 }
 
-// What it takes, as elements before it see it.
-void note_wanted(Element* e) {
-  g_autoptr(GstCaps) caps = gst_pad_peer_query_caps(e->h->srcpad, nullptr);
-  g_autofree gchar* text = gst_caps_to_string(caps);
-  note(text);
-}
-
 void note_facts(Element* e) {
   note(output_caps(e));
   note_latency(e);
@@ -533,7 +526,6 @@ std::string Element::step(const std::string& text) {
       {"downstream", [&] { words >> word, gst_harness_set_sink_caps_str(h, word.c_str()); }},
       {"facts", [&] { note_facts(this); }},
       {"channels", [&] { words >> channels; }},
-      {"wanted", [&] { note_wanted(this); }},
       {"latency", [&] { note_latency(this); }},
       {"time", [&] { note_time(this, words); }},
       {"announced", [&] { note_announced(this); }},

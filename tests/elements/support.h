@@ -53,7 +53,6 @@ struct Codec {
 //   output caps and latency latency                     asks for it alone time BYTE parser: when
 //   the audio of that byte is played jump BYTE                   parser: flush, and what is pushed
 //   comes from that place on seek FORMAT START STOP      parser: which seek it asks for upstream
-//   wanted                      the caps that upstream may send
 //   announced                   counts the events with caps and with tags since the last such step
 //   sdp                         writes the output caps as SDP and reads them from there
 //   flush, eos, segment, gap @T events
