@@ -1,5 +1,6 @@
 // The same payloads are found in any stream however it comes, no byte twice, with a bounded number
-// of looks at each. The first byte chooses the size of the blocks.
+// of looks at each. The first byte chooses the size of the blocks and the
+// number of channels.
 #include "payload/toc_entry.h"
 
 static std::size_t looks;
@@ -13,9 +14,10 @@ static std::size_t looks;
 using Payloads = std::vector<std::pair<std::size_t, std::size_t>>;  // offset, size
 
 // In blocks, or in blocks of 0: as many bytes as are wanted.
-static Payloads find_all(const std::uint8_t* stream, std::size_t size, std::size_t block) {
+static Payloads find_all(const std::uint8_t* stream, std::size_t size, std::size_t block,
+                         int channels) {
   Payloads found;
-  g719::PayloadFinder finder;
+  g719::PayloadFinder finder = {.channels = channels};
   std::size_t start = 0, end = 0, wanted_end = 1, calls = 0;
   for (looks = 0; start < size;) {
     end = std::min(size, block > 0 ? end + block : wanted_end);
@@ -38,9 +40,10 @@ static Payloads find_all(const std::uint8_t* stream, std::size_t size, std::size
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input = {data, size};
-  const std::size_t block = 1 + input.byte() * 8;
-  const Payloads found = find_all(input.data, input.size, input.size);
-  assert(find_all(input.data, input.size, block) == found);
-  assert(find_all(input.data, input.size, 0) == found);
+  const int choice = input.byte(), channels = 1 + choice % 2;
+  const std::size_t block = 1 + choice / 2 * 16;
+  const Payloads found = find_all(input.data, input.size, input.size, channels);
+  assert(find_all(input.data, input.size, block, channels) == found);
+  assert(find_all(input.data, input.size, 0, channels) == found);
   return 0;
 }

@@ -1,7 +1,7 @@
 // Any packets pass through depayloader and decoder, and neither the flow ends nor does anything go
-// wrong on the bus. The first byte says how long to wait for copies. In front of each packet stand
-// its flags, the distance of its sequence number and of its timestamp from those before, and its
-// size less 1.
+// wrong on the bus. The first byte says how long to wait for copies, and whether there are two
+// channels. In front of each packet stand its flags, the distance of its sequence number and of its
+// timestamp from those before, and its size less 1.
 #include <gst/check/gstharness.h>
 
 #include "input.h"
@@ -20,14 +20,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static const bool ready = (gst_init(nullptr, nullptr), gst_plugin_zelg719_avx_register(),
                              gst_plugin_zelg719stream_register(), true);
   Input input = {data, size};
+  const std::uint8_t choice = input.byte();
   const std::string line =
-      "rtpg719depay wait-for-copies=" + std::to_string(input.byte() % 5 * 20'000'000) +
-      " ! zelg719dec";
+      "rtpg719depay wait-for-copies=" + std::to_string(choice % 5 * 20'000'000) + " ! zelg719dec";
   GstHarness* h = gst_harness_new_parse(line.c_str());
   GstBus* bus = gst_bus_new();
   gst_element_set_bus(h->element, bus);
-  gst_harness_set_src_caps_str(h,
-                               "application/x-rtp,media=audio,clock-rate=48000,encoding-name=G719");
+  const std::string caps = "application/x-rtp,media=audio,clock-rate=48000,encoding-name=G719";
+  gst_harness_set_src_caps_str(h, (caps + (choice & 128 ? ",channels=2" : "")).c_str());
   guint16 seqnum = 0;
   guint32 timestamp = 0;
   for (int i = 0; i < 64 && ready && input.size > 0; i++) {

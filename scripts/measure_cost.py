@@ -54,6 +54,7 @@ def payload_streams():
     streams = {
         'good': repeated(b''.join(good)),
         'no frames': b'\x40\x00\x20\x00' * (SIZE // len(lead) * 3 // 2) + lead,
+        'two channels': repeated(b''.join(payload + payload[2:] for payload in good)),
         'two bitrates in turn': repeated(b''.join(map(bytes.__add__, good, recorded(64000)))),
         'headers that hide others': hiding_headers(),
         'noise': lead + random.Random(2).randbytes(UNBROKEN),
@@ -87,7 +88,7 @@ def packet_streams():
 CHAINS = {
     'parser, pulled': (payload_streams, PARSE + ' ! fakesink'),
     'parser, pushed': (payload_streams, PUSH + ' ! fakesink'),
-    'parser and decoder': (payload_streams, PARSE + ' ! zelg719dec ! fakesink'),
+    'parser and decoder': (payload_streams, PARSE + ' channels=1 ! zelg719dec ! fakesink'),
     'g719-dump': (payload_streams, sys.argv[1] + ' {}'),
     'depayloader': (packet_streams, DEPAY + ' ! fakesink'),
     'depayloader and decoder': (packet_streams, DEPAY + ' ! zelg719dec ! fakesink'),

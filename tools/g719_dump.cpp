@@ -12,6 +12,7 @@
 
 #include "frame/frame_fields.h"
 #include "lattice/codebook.h"
+#include "payload/channel_count.h"
 #include "payload/payload.h"
 #include "payload/payload_finder.h"
 
@@ -28,7 +29,7 @@ constexpr char HELP[] =
   --version  prints the version
 
   file       name of the file, if several are given
-  frame      number of the frame in its file, from 0 on
+  frame      number of the frame in its file, from 0 on; of two channels both, the left one first
   time       where its audio begins, in s; what was lost does not count
   offset     of the frame in the file, in bytes
   bytes      of the frame
@@ -76,7 +77,8 @@ struct Options {
 // What was printed so far of a file.
 struct Progress {
   const char* path = nullptr;
-  std::uint64_t frames = 0;
+  int channels = 1;
+  std::uint64_t frames = 0;  // one of each channel counts as one
   bool damaged = false;
   int read_error = 0;  // an errno
 };
@@ -166,15 +168,15 @@ void dump_frame(const std::uint8_t* frame, int frame_bytes, std::uint64_t offset
                       std::to_string(bits) + " bits and has " + std::to_string(frame_bits),
                   options, progress);
   }
-  progress->frames++;
 }
 
 void dump_payload(const std::uint8_t* bytes, std::size_t size, std::uint64_t offset,
                   const Options& options, Progress* progress) {
-  const g719::Payload payload = g719::read_payload(bytes, size);
-  for (int i = 0; i < payload.blocks_complete; ++i) {
+  const g719::Payload payload = g719::read_payload(bytes, size, progress->channels);
+  for (int i = 0; i < payload.blocks_complete * progress->channels; ++i) {
     const std::size_t start = g719::frame_offset(payload, i);
     dump_frame(bytes + start, payload.frame_bytes, offset + start, options, progress);
+    if ((i + 1) % progress->channels == 0) progress->frames++;
   }
   if (payload.blocks_complete < payload.header.blocks) {
     report_damage(offset,
@@ -206,13 +208,18 @@ bool read_block(std::FILE* file, std::size_t done, std::vector<std::uint8_t>* he
   return read == BLOCK_BYTES;
 }
 
-// Holds no more than two of the largest payloads and a block, however long the file is.
+// Holds no more than three of the largest payloads and a block, however long the file is.
 void dump_stream(std::FILE* file, const Options& options, Progress* progress) {
-  g719::PayloadFinder finder;
   std::vector<std::uint8_t> held;
+  bool at_end = false;
+  for (progress->channels = 0; progress->channels == 0;) {
+    at_end = !read_block(file, 0, &held, progress);
+    progress->channels = g719::count_channels(held.data(), held.size(), at_end).channels;
+  }
+  g719::PayloadFinder finder = {.channels = progress->channels};
   std::size_t done = 0;
   std::uint64_t skipped = 0;  // bytes since the last payload
-  for (bool at_end = false; !at_end || done < held.size();) {
+  while (!at_end || done < held.size()) {
     const g719::FoundPayload found =
         g719::find_payload(held.data() + done, held.size() - done, at_end, &finder);
     if (found.wanted_bytes > 0) {

@@ -37,14 +37,15 @@ def inspect(name):
     say(f"all by {', '.join(authors)}")
 
 
-def stream(toc, count, payloads=4):
-    size = (count or 1) * (toc >> 2 & 31) * 10
+def stream(toc, count, payloads=4, channels=1):
+    size = (count or 1) * (toc >> 2 & 31) * 10 * channels
     return b"".join(bytes([toc, count]) + random.randbytes(size) for _ in range(payloads))
 
 
 def find_types():
     for what, data in {
-            "four": stream(0x30, 1), "three and most of one": stream(0x30, 1)[:-1],
+            "four": stream(0x30, 1), "two channels": stream(0x30, 1, 4, 2),
+            "three and most of one": stream(0x30, 1)[:-1],
             "sixteen frames": stream(0x20, 16), "seventeen": stream(0x20, 17),
             "no frames": stream(0x30, 0), "no data": bytes(999), "another list": stream(0xb0, 1),
             "another header": stream(0x30, 1, 3) + stream(0x31, 1, 1), "equal bytes": b" \1" * 999,

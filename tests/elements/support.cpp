@@ -23,6 +23,9 @@ constexpr gint FRAME_BYTES[32] = {0,   0,   0,   0,   0,   0,   0,   0,   80,  9
                                   110, 120, 130, 140, 150, 160, 170, 180, 190, 200, 210,
                                   220, 240, 260, 280, 300, 320, 0,   0,   0,   0};
 
+// Of a frame of each channel.
+gsize block_bytes(Element* e, guint toc) { return e->channels * FRAME_BYTES[toc >> 2 & 31]; }
+
 std::string outcome;  // of the present step
 void note(const std::string& line) { outcome += "=> " + line + "\n"; }
 
@@ -111,17 +114,15 @@ GstFlowReturn push_payload(Element* e, std::istream& words, GstClockTime time) {
   if (words >> std::hex >> toc) payload += static_cast<char>(toc);
   if (words >> std::dec >> count >> size) payload += static_cast<char>(count);
   std::getline(words, marks);
-  const guint frame_bytes = FRAME_BYTES[toc >> 2 & 31];
+  const gsize frame_bytes = block_bytes(e, toc);
   const gsize whole = frame_bytes == 0 ? 0 : std::min<gsize>(count, size / frame_bytes);
   e->bitrate = static_cast<gint>(frame_bytes) * 400;
   // Of earlier payloads the payloader alone may have kept frames.
   if (e->suite != "Payloader") e->input.clear();
   e->input += (payload += next_music(e, size))
                   .substr(std::min<gsize>(payload.size(), 2), whole * frame_bytes);
-  const gsize block_bytes = frame_bytes * (e->caps.ends_with("2") ? 2 : 1);
-  for (gsize i = 0; toc < 0x80 && block_bytes > 0 && i < std::min<gsize>(count, size / block_bytes);
-       i++) {
-    e->blocks.push_back(payload.substr(2 + i * block_bytes, block_bytes));
+  for (gsize i = 0; toc < 0x80 && i < whole; i++) {
+    e->blocks.push_back(payload.substr(2 + i * frame_bytes, frame_bytes));
   }
   return push(e, payload, time, marks);
 }
@@ -136,7 +137,7 @@ GstFlowReturn push_packet(Element* e, std::istream& words, GstClockTime time) {
     if (std::sscanf(word.c_str(), "%d*%d", &code, &count) == 2) {
       if (!list.empty()) list[list.size() - 2] |= '\x80';
       list += {static_cast<char>(code << 2 | 1), static_cast<char>(count)};
-      for (; count > 0; count--) frames.append(FRAME_BYTES[code & 31], number++);
+      for (; count > 0; count--) frames.append(block_bytes(e, code << 2), number++);
     }
     if (word == "marked") type |= '\x80';
     if (word.starts_with("type")) type = static_cast<char>(std::stoi(word.substr(4)));
@@ -297,11 +298,8 @@ bool goes_on(Element* e, Codec codec, gint bitrate, gsize frames, const std::str
 // The sound of one block, see "nff" in support.h; "" where no frame is left.
 std::string heard(Element* e, Codec* codec, char step) {
   if (step == 'n') {
-    *codec = {{},
-              new_codec(32000).decoder,
-              new_codec(32000).decoder,
-              codec->next_block,
-              e->caps.ends_with("2") ? 2U : 1U};
+    *codec = {
+        {}, new_codec(32000).decoder, new_codec(32000).decoder, codec->next_block, e->channels};
   }
   if (step == 'f' && codec->next_block == e->blocks.size()) return "";
   std::string frames = step == 'f' ? e->blocks[codec->next_block++] : std::string(640, '\0');
@@ -386,7 +384,7 @@ void note_packet(Element* e, GstBuffer* buffer) {
   const std::string frames = payload.substr(2);
   const guint toc = static_cast<guint8>(payload[0]), count = static_cast<guint8>(payload[1]);
   const bool is_marked = (packet[1] & 0x80) != 0;
-  const bool is_right = frames.size() == count * FRAME_BYTES[toc >> 2 & 31] && toc % 4 == 0 &&
+  const bool is_right = frames.size() == count * block_bytes(e, toc) && toc % 4 == 0 &&
                         e->input.starts_with(frames) &&
                         is_marked == GST_BUFFER_IS_DISCONT(buffer) &&
                         GST_BUFFER_DURATION(buffer) == count * 20U * GST_MSECOND;
@@ -394,7 +392,7 @@ void note_packet(Element* e, GstBuffer* buffer) {
   note("packet " + std::to_string(GST_READ_UINT16_BE(&packet[2])) + " at " +
        std::to_string(GST_READ_UINT32_BE(&packet[4])) + (is_marked ? " marked" : "") + ": " +
        std::to_string(count) + (is_right ? " of " : " wrong of ") +
-       std::to_string(FRAME_BYTES[toc >> 2 & 31]) + time_of(buffer));
+       std::to_string(block_bytes(e, toc)) + time_of(buffer));
 }
 
 void note_same(Element* e, GstBuffer* buffer) {
@@ -402,9 +400,9 @@ void note_same(Element* e, GstBuffer* buffer) {
        (GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT) ? " discont" : ""));
 }
 
-void note_payload(Element*, GstBuffer* buffer) {
+void note_payload(Element* e, GstBuffer* buffer) {
   const std::string payload = contents(buffer);
-  const gsize size = FRAME_BYTES[payload[0] >> 2 & 31];
+  const gsize size = block_bytes(e, payload[0]);
   std::string text = std::to_string(size) + ":", expected = payload.substr(0, 2);
   for (gint i = 0; i < payload[1]; i++) {
     const char number = payload.at(2 + i * size);
@@ -522,7 +520,7 @@ const std::map<std::string, Kind> KINDS = {
     {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
     {"StreamDecoder", {"zelg719streamdec", "audio/G719", push_payload, note_sound}},
     {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
-    {"Parser", {"zelg719parse", "audio/G719", push_stream, note_found}},
+    {"Parser", {"zelg719parse", "audio/G719,channels=1", push_stream, note_found}},
     {"Gate", {"rtpg719gate", RTP_CAPS, push_packet, note_same}},
     {"Depayloader", {"rtpg719depay", RTP_CAPS, push_packet, note_payload}},
 };
@@ -630,19 +628,24 @@ std::string Element::step(const std::string& text) {
        }},
       {"caps",
        [&] {
-         if (words >> word && suite == "StreamDecoder") caps = word;
+         if (words >> word && suite == "StreamDecoder") {
+           caps = word;
+           channels = caps.ends_with("2") ? 2 : 1;
+         }
          send_start(this, word);
-       }},
-      {"channels",
-       [&] {
-         caps.back() = text.back();
-         send_start(this, "");
-         note_output(this, was_started);
-         words >> channels;
        }},
       {"bytes", [&] { format = GST_FORMAT_BYTES; }},
       {"downstream", [&] { words >> word, gst_harness_set_sink_caps_str(h, word.c_str()); }},
       {"facts", [&] { note_facts(this); }},
+      {"channels",
+       [&] {
+         if (suite == "StreamEncoder") {
+           caps.back() = text.back();
+           send_start(this, "");
+           note_output(this, was_started);
+         }
+         words >> channels;
+       }},
       {"latency", [&] { note_latency(this); }},
       {"time", [&] { note_time(this, words); }},
       {"announced", [&] { note_announced(this); }},
@@ -675,7 +678,10 @@ std::string Element::step(const std::string& text) {
                                   (suite.ends_with("ayloader") ? GST_MESSAGE_LATENCY : 0));
   while (g_autoptr(GstMessage) message = gst_bus_pop_filtered(bus, types)) note_message(message);
   note_output(this, was_started);
-  if (flow != GST_FLOW_OK) note(std::string("flow ") + gst_flow_get_name(flow));
+  if (flow != GST_FLOW_OK) {
+    note(std::string("flow ") + gst_flow_get_name(flow));
+    input.clear();
+  }
   return outcome;
 }
 
@@ -721,4 +727,13 @@ std::string contents(GstBuffer* buffer) {
 std::string contents(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::string in_two_channels(const std::string& stream) {
+  const gsize size = stream.size() / 50;
+  std::string both;
+  for (gsize i = 0; i < 50; i++) {
+    both += stream.substr(i * size, size) + stream.substr((49 - i) * size + 2, size - 2);
+  }
+  return both;
 }

@@ -44,6 +44,7 @@ struct Codec {
 //   sources N                   payloader: so many sources are named in what is pushed
 //   lose                        depayloader: the next packet does not come
 //   lost MS @T                  the same is known, of that time
+//   channels N                  payloader, depayloader: what is pushed from now on has so many
 //   set BITRATE                 writes the property
 //   property NAME VALUE         writes another one
 //   caps [CAPS]                 stream start, caps, segment; by themselves before the first push
@@ -100,7 +101,7 @@ struct Element {
   guint caps_events = 0, tag_events = 0;
   guint sources = 0;                // that the input names
   guint16 packets = 0;              // pushed or lost
-  gsize channels = 1;               // of samples
+  gsize channels = 1;               // of the input, as far as its sizes count
   gint bitrate = 0;                 // of the last payload pushed
   std::string input;                // audio or frames pushed that nothing has come out for
   std::vector<std::string> blocks;  // stream decoder: all whole frame-blocks pushed
@@ -109,3 +110,6 @@ struct Element {
 
 std::string contents(GstBuffer* buffer);
 std::string contents(const std::string& path);
+
+// A stream of two channels: of fifty payloads of one frame, and of the same ones backwards.
+std::string in_two_channels(const std::string& stream);

@@ -2,9 +2,9 @@
  * SECTION:element-rtpg719depay
  * @title: rtpg719depay
  *
- * Takes G.719 frames out of RTP packets, in the basic mode of RFC 5404, mono. Gives one payload for
- * each entry of a packet, and a GAP event for time that no packet filled. A packet that is not what
- * it promises to be is discarded and counts as lost.
+ * Takes G.719 frames out of RTP packets, in the basic mode of RFC 5404, of as many channels as the
+ * caps say. Gives one payload for each entry of a packet, and a GAP event for time that no packet
+ * filled. A packet that is not what it promises to be is discarded and counts as lost.
  *
  * A sender may repeat earlier frames in a packet. Each frame is given out once. Where a frame is
  * missing, what follows waits for a copy of it: for as long as `max-red` in the caps says,
@@ -26,12 +26,14 @@
 
 #include "payload/packet.h"
 #include "payload/payload.h"
+#include "rtp_caps.h"
 
 // Positions are RTP timestamps that never wrap: samples since some start.
 struct _RtpG719Depay {
   GstRTPBaseDepayload parent;
   gint wait_for_copies;  // the property, ns; may be written while the stream runs
   gint max_red;          // of the caps, ns; -1 where they say nothing. Read by queries
+  gint channels;         // of the caps
   GstCaps* refused;      // owned; null, or caps that the application has heard about
 
   gboolean is_running;  // a packet came since the start, and all below is known
@@ -60,7 +62,8 @@ enum { PROP_WAIT_FOR_COPIES = 1 };
 
 static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
     "src", GST_PAD_SRC, GST_PAD_ALWAYS,
-    GST_STATIC_CAPS("audio/G719, rate = (int) 48000, channels = (int) 1, framed = (boolean) true"));
+    GST_STATIC_CAPS(
+        "audio/G719, rate = (int) 48000, channels = (int) [ 1, 6 ], framed = (boolean) true"));
 static GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
     "sink", GST_PAD_SINK, GST_PAD_ALWAYS,
     GST_STATIC_CAPS("application/x-rtp, media = (string) audio, clock-rate = (int) 48000, "
@@ -166,24 +169,6 @@ static GstStateChangeReturn rtp_g719_depay_change_state(GstElement* element,
   return result;
 }
 
-// Reads a number that caps announce, from 0 to `max`; from SDP it comes as a string. False where
-// there is none or another one.
-static bool rtp_g719_depay_read_number(const GstStructure* announced, const gchar* field,
-                                       guint64 max, guint64* number) {
-  const GValue* value = gst_structure_get_value(announced, field);
-  if (value == nullptr) return false;
-  g_autofree gchar* text =
-      G_VALUE_HOLDS_STRING(value) ? g_value_dup_string(value) : gst_value_serialize(value);
-  return text != nullptr && g_ascii_string_to_unsigned(text, 10, 0, max, number, nullptr);
-}
-
-// Whether a field that announces the number of channels, and may be missing, leaves it at one.
-static bool rtp_g719_depay_is_mono(const GstStructure* announced, const gchar* field) {
-  guint64 channels = 0;
-  if (!gst_structure_has_field(announced, field)) return true;
-  return rtp_g719_depay_read_number(announced, field, 1, &channels) && channels == 1;
-}
-
 // Tells the application of caps that are refused: once, though they come again with every packet.
 static gboolean rtp_g719_depay_refuse(RtpG719Depay* self, GstCaps* caps, const gchar* text) {
   if (self->refused == nullptr || !gst_caps_is_equal(self->refused, caps)) {
@@ -201,16 +186,15 @@ static gboolean rtp_g719_depay_set_caps(GstRTPBaseDepayload* base, GstCaps* caps
     return rtp_g719_depay_refuse(
         self, caps, "Interleaved G.719 is refused; rtpg719depay takes the basic mode alone.");
   }
-  // The last part of SDP's rtpmap, or a parameter.
-  if (!rtp_g719_depay_is_mono(announced, "encoding-params") ||
-      !rtp_g719_depay_is_mono(announced, "channels")) {
+  if (!read_announced_channels(announced, &self->channels)) {
     return rtp_g719_depay_refuse(
-        self, caps, "G.719 with several channels is refused; rtpg719depay takes one channel.");
+        self, caps,
+        "G.719 with this number of channels is refused; rtpg719depay takes one to six channels.");
   }
   gst_clear_caps(&self->refused);
 
   guint64 max_red = 0;
-  const bool is_announced = rtp_g719_depay_read_number(announced, "max-red", G_MAXUINT32, &max_red);
+  const bool is_announced = read_announced_number(announced, "max-red", G_MAXUINT32, &max_red);
   const gint before = self->max_red;
   g_atomic_int_set(
       &self->max_red,
@@ -220,7 +204,9 @@ static gboolean rtp_g719_depay_set_caps(GstRTPBaseDepayload* base, GstCaps* caps
   }
 
   base->clock_rate = G719_SAMPLE_RATE;
-  g_autoptr(GstCaps) payloads = gst_static_pad_template_get_caps(&src_template);
+  g_autoptr(GstCaps) payloads =
+      gst_caps_make_writable(gst_static_pad_template_get_caps(&src_template));
+  gst_caps_set_simple(payloads, "channels", G_TYPE_INT, self->channels, nullptr);
   return gst_pad_set_caps(GST_RTP_BASE_DEPAYLOAD_SRCPAD(base), payloads);
 }
 
@@ -319,9 +305,11 @@ static void rtp_g719_depay_hold(RtpG719Depay* self, GstRTPBuffer* rtp,
   g719::write_toc_entry(header, header_bytes);
   const auto* frames = static_cast<const guint8*>(gst_rtp_buffer_get_payload(rtp)) +
                        entry.frames_offset + entry.frames_bytes / entry.toc.blocks * first;
-  GstBuffer* payload = gst_buffer_new_allocate(nullptr, g719::payload_bytes(header), nullptr);
+  const gsize frames_bytes = g719::promised_bytes(header, self->channels);
+  GstBuffer* payload =
+      gst_buffer_new_allocate(nullptr, sizeof header_bytes + frames_bytes, nullptr);
   gst_buffer_fill(payload, 0, header_bytes, sizeof header_bytes);
-  gst_buffer_fill(payload, sizeof header_bytes, frames, g719::promised_bytes(header));
+  gst_buffer_fill(payload, sizeof header_bytes, frames, frames_bytes);
 
   const gint block = entry.first_block + first;
   if (GST_CLOCK_TIME_IS_VALID(self->pts)) {
@@ -405,7 +393,8 @@ static void rtp_g719_depay_follow(RtpG719Depay* self, GstRTPBuffer* rtp, gint bl
 static GstBuffer* rtp_g719_depay_process_rtp_packet(GstRTPBaseDepayload* base, GstRTPBuffer* rtp) {
   auto* self = RTP_G719_DEPAY(base);
   const auto* bytes = static_cast<const guint8*>(gst_rtp_buffer_get_payload(rtp));
-  const g719::Packet packet = g719::read_packet(bytes, gst_rtp_buffer_get_payload_len(rtp), 1);
+  const g719::Packet packet =
+      g719::read_packet(bytes, gst_rtp_buffer_get_payload_len(rtp), self->channels);
   if (packet.fault != g719::PacketFault::NONE) {
     GST_WARNING_OBJECT(self, "packet %u is discarded: %s", gst_rtp_buffer_get_seq(rtp),
                        g719::describe(packet.fault));

@@ -5,7 +5,11 @@
  * Puts G.719 payloads into RTP packets, in the non-interleaved form of RFC 5404. Every payload
  * leaves at once; with #GstRTPBasePayload:min-ptime frames wait for as many as it names and share a
  * packet. No packet is larger than #GstRTPBasePayload:mtu or longer than
- * #GstRTPBasePayload:max-ptime, except where one frame is: frames are not cut.
+ * #GstRTPBasePayload:max-ptime, except where one frame is: frames are not cut. Where there are
+ * several channels, a frame of each of them counts as one.
+ *
+ * A receiver that needs one bitrate, as the parameter `cbr` of its caps says, gets it: an encoder
+ * that can be told by caps is.
  *
  * ## Example launch line
  * |[
@@ -24,10 +28,12 @@
 #include "caps.h"
 #include "payload/packet.h"
 #include "payload/payload.h"
+#include "rtp_caps.h"
 
 struct _RtpG719Pay {
   GstRTPBasePayload parent;
-  GstAdapter* pending;   // frames that have not been sent
+  GstAdapter* pending;   // frames that have not been sent; one of each channel counts as one
+  gint channels;         // of the caps. Read by queries from other threads
   gint length_code;      // of each of them; 0 before the first. Read by queries from other threads
   gint sources;          // that a packet names with source-info, 0 to 15. Read by queries, too
   GstClockTime pts;      // of the first of them; without any, of the frame that is due
@@ -49,6 +55,7 @@ G_DEFINE_TYPE(RtpG719Pay, rtp_g719_pay, GST_TYPE_RTP_BASE_PAYLOAD)
 
 static void rtp_g719_pay_finalize(GObject* object);
 static GstStateChangeReturn rtp_g719_pay_change_state(GstElement* element, GstStateChange change);
+static GstCaps* rtp_g719_pay_get_caps(GstRTPBasePayload* base, GstPad* pad, GstCaps* filter);
 static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps* caps);
 static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuffer* buffer);
 static gboolean rtp_g719_pay_sink_event(GstRTPBasePayload* base, GstEvent* event);
@@ -66,6 +73,7 @@ static void rtp_g719_pay_class_init(RtpG719PayClass* klass) {
 
   G_OBJECT_CLASS(klass)->finalize = rtp_g719_pay_finalize;
   element_class->change_state = GST_DEBUG_FUNCPTR(rtp_g719_pay_change_state);
+  payload_class->get_caps = GST_DEBUG_FUNCPTR(rtp_g719_pay_get_caps);
   payload_class->set_caps = GST_DEBUG_FUNCPTR(rtp_g719_pay_set_caps);
   payload_class->handle_buffer = GST_DEBUG_FUNCPTR(rtp_g719_pay_handle_buffer);
   payload_class->sink_event = GST_DEBUG_FUNCPTR(rtp_g719_pay_sink_event);
@@ -82,6 +90,9 @@ static void rtp_g719_pay_reset(RtpG719Pay* self) {
 
 static void rtp_g719_pay_init(RtpG719Pay* self) {
   self->pending = gst_adapter_new();
+  self->channels = 1;
+  // Caps that do not say what a receiver needs may still be right.
+  GST_PAD_SET_ACCEPT_INTERSECT(GST_RTP_BASE_PAYLOAD_SINKPAD(self));
   // The base class leaves queries from downstream to the pad.
   gst_pad_set_query_function(GST_RTP_BASE_PAYLOAD_SRCPAD(self), rtp_g719_pay_src_query);
   rtp_g719_pay_reset(self);
@@ -99,19 +110,42 @@ static GstStateChangeReturn rtp_g719_pay_change_state(GstElement* element, GstSt
   return result;
 }
 
-static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps*) {
-  gst_rtp_base_payload_set_options(base, "audio", TRUE, "G719", G719_SAMPLE_RATE);
-  // No frame is sent twice. Only strings get into SDP.
-  const gboolean is_set =
-      gst_rtp_base_payload_set_outcaps(base, "max-red", G_TYPE_STRING, "0", nullptr);
-  if (base->ptime > 0)
-    gst_element_post_message(GST_ELEMENT(base), gst_message_new_latency(GST_OBJECT(base)));
-  return is_set;
+// What payloads a receiver of these packets takes.
+static GstStructure* rtp_g719_pay_wanted_payloads(const GstStructure* packets) {
+  GstStructure* payloads = gst_structure_new_empty("audio/G719");
+  guint64 bitrate = 0;
+  gint channels = 0;
+  if (read_announced_number(packets, "cbr", G_MAXINT, &bitrate)) {
+    gst_structure_set(payloads, "bitrate", G_TYPE_INT, static_cast<gint>(bitrate), nullptr);
+  }
+  if (gst_structure_has_field(packets, "encoding-params") &&
+      read_announced_channels(packets, &channels)) {
+    gst_structure_set(payloads, "channels", G_TYPE_INT, channels, nullptr);
+  }
+  return payloads;
 }
 
-// Of the pending frames; 0 before the first.
+static GstCaps* rtp_g719_pay_get_caps(GstRTPBasePayload* base, GstPad*, GstCaps* filter) {
+  g_autoptr(GstCaps) offered = gst_static_pad_template_get_caps(&src_template);
+  g_autoptr(GstCaps) packets = gst_pad_peer_query_caps(GST_RTP_BASE_PAYLOAD_SRCPAD(base), offered);
+  GstCaps* payloads = gst_caps_new_empty();
+  for (guint i = 0; i < gst_caps_get_size(packets); i++) {
+    payloads = gst_caps_merge_structure(
+        payloads, rtp_g719_pay_wanted_payloads(gst_caps_get_structure(packets, i)));
+  }
+  // What nobody takes is refused when it comes.
+  if (gst_caps_is_empty(payloads))
+    gst_caps_append_structure(payloads, gst_structure_new_empty("audio/G719"));
+  if (filter == nullptr) return payloads;
+  GstCaps* wanted = gst_caps_intersect_full(filter, payloads, GST_CAPS_INTERSECT_FIRST);
+  gst_caps_unref(payloads);
+  return wanted;
+}
+
+// Of the pending frames, in all channels; 0 before the first.
 static gsize rtp_g719_pay_frame_bytes(RtpG719Pay* self) {
-  return g719::frame_bytes_of_length_code(g_atomic_int_get(&self->length_code));
+  return static_cast<gsize>(g_atomic_int_get(&self->channels)) *
+         g719::frame_bytes_of_length_code(g_atomic_int_get(&self->length_code));
 }
 
 // How many frames a packet takes: from `least` to `most`, and a multiple of `multiple`.
@@ -149,6 +183,38 @@ static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
   return frames;
 }
 
+// Whether a receiver takes as many channels. The base class would else announce its number.
+static bool rtp_g719_pay_is_wanted(GstRTPBasePayload* base, gint channels) {
+  g_autoptr(GstCaps) wanted = rtp_g719_pay_get_caps(base, nullptr, nullptr);
+  g_autoptr(GstCaps) payloads =
+      gst_caps_new_simple("audio/G719", "channels", G_TYPE_INT, channels, nullptr);
+  return gst_caps_can_intersect(wanted, payloads);
+}
+
+static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps* caps) {
+  auto* self = RTP_G719_PAY(base);
+  gint channels = 1;
+  gst_structure_get_int(gst_caps_get_structure(caps, 0), "channels", &channels);
+  if (channels < 1 || channels > g719::MAX_PACKET_CHANNELS) return FALSE;
+  if (!rtp_g719_pay_is_wanted(base, channels)) return FALSE;
+  const guint64 least = rtp_g719_pay_packet_frames(self).least;
+  g_atomic_int_set(&self->channels, channels);
+
+  gst_rtp_base_payload_set_options(base, "audio", TRUE, "G719", G719_SAMPLE_RATE);
+  // No frame is sent twice. Only strings get into SDP.
+  g_autoptr(GstStructure) announced =
+      gst_structure_new("application/x-rtp", "max-red", G_TYPE_STRING, "0", nullptr);
+  if (channels > 1) {
+    g_autofree gchar* number = g_strdup_printf("%d", channels);
+    gst_structure_set(announced, "encoding-params", G_TYPE_STRING, number, nullptr);
+  }
+  const gboolean is_set = gst_rtp_base_payload_set_outcaps_structure(base, announced);
+  if (base->ptime > 0 || rtp_g719_pay_packet_frames(self).least != least) {
+    gst_element_post_message(GST_ELEMENT(base), gst_message_new_latency(GST_OBJECT(base)));
+  }
+  return is_set;
+}
+
 // How many frames the mtu allows may change how long they wait for one another.
 static void rtp_g719_pay_set_frame_size(RtpG719Pay* self, gint length_code, guint sources) {
   const guint64 least = rtp_g719_pay_packet_frames(self).least;
@@ -177,7 +243,8 @@ static GstFlowReturn rtp_g719_pay_send_packet(RtpG719Pay* self, guint64 frames) 
   gst_rtp_buffer_unmap(&rtp);
 
   packet = gst_buffer_append(
-      packet, gst_adapter_take_buffer_fast(self->pending, g719::promised_bytes(header)));
+      packet,
+      gst_adapter_take_buffer_fast(self->pending, g719::promised_bytes(header, self->channels)));
   GST_BUFFER_PTS(packet) = self->pts;
   GST_BUFFER_DURATION(packet) = frames * g719::FRAME_DURATION;
   // The base class makes RTP timestamps of it. They count samples, whatever the timestamps of a
@@ -233,18 +300,18 @@ static GstFlowReturn rtp_g719_pay_follow(RtpG719Pay* self, GstBuffer* buffer, gi
 }
 
 // Reads the header of a payload; all zero where it has none that names a frame size.
-static g719::Payload rtp_g719_pay_read_header(GstBuffer* buffer) {
+static g719::Payload rtp_g719_pay_read_header(GstBuffer* buffer, gint channels) {
   guint8 header[g719::PAYLOAD_HEADER_BYTES] = {};
   gst_buffer_extract(buffer, 0, header, sizeof header);
   const gsize size = gst_buffer_get_size(buffer);
   if (size < sizeof header) return {};
-  const g719::Payload payload = g719::read_payload(header, size);
+  const g719::Payload payload = g719::read_payload(header, size, channels);
   return payload.header.has_follower || payload.frame_bytes == 0 ? g719::Payload{} : payload;
 }
 
 static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuffer* buffer) {
   auto* self = RTP_G719_PAY(base);
-  const g719::Payload payload = rtp_g719_pay_read_header(buffer);
+  const g719::Payload payload = rtp_g719_pay_read_header(buffer, self->channels);
   if (payload.blocks_complete == 0 || payload.blocks_complete < payload.header.blocks) {
     GST_WARNING_OBJECT(self, "payload of %" G_GSIZE_FORMAT " bytes holds %d of %d frames",
                        gst_buffer_get_size(buffer), payload.blocks_complete, payload.header.blocks);
@@ -261,8 +328,9 @@ static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuff
   rtp_g719_pay_set_frame_size(self, payload.header.length_code,
                               gst_rtp_base_payload_get_source_count(base, buffer));
   buffer = gst_buffer_make_writable(buffer);
-  gst_buffer_resize(buffer, g719::PAYLOAD_HEADER_BYTES,
-                    static_cast<gssize>(payload.blocks_complete) * payload.frame_bytes);
+  gst_buffer_resize(
+      buffer, g719::PAYLOAD_HEADER_BYTES,
+      static_cast<gssize>(payload.blocks_complete) * payload.frame_bytes * self->channels);
   gst_adapter_push(self->pending, buffer);
   return rtp_g719_pay_send(self, false);
 }

@@ -3,16 +3,16 @@
 #include <algorithm>
 
 #include "caps.h"
+#include "payload/channel_count.h"
 #include "payload/payload.h"
 
 // A stream of payloads has no mark of its own: it is known by headers that are alike, each standing
 // where the payload before ends.
-static constexpr int HEADERS_IN_A_ROW = 4;
 static constexpr gint MAX_FRAMES = 16;  // more, and the headers are too far apart to be looked for
 
 // Text, tables and silent samples are full of equal bytes or pairs of bytes, and no frame is.
-static bool holds_frames(const guint8* bytes, const g719::Payload& payload) {
-  for (gint i = 0; i < payload.header.blocks; i++) {
+static bool holds_frames(const guint8* bytes, const g719::Payload& payload, gint channels) {
+  for (gint i = 0; i < payload.header.blocks * channels; i++) {
     const guint8* frame = bytes + g719::frame_offset(payload, i);
     // Each byte is the one before the last.
     if (std::equal(frame + 2, frame + payload.frame_bytes, frame)) return false;
@@ -20,8 +20,22 @@ static bool holds_frames(const guint8* bytes, const g719::Payload& payload) {
   return true;
 }
 
-// Four equal headers are 48 bits that never agree by chance, while the finders that mistake frames
-// for video go by one start code of 24 or 32 bits. So this one claims more certainty than they do.
+// Whether the stream begins with payloads like the first, of so many channels.
+static bool has_payloads(GstTypeFind* find, const g719::Payload& first, gint channels) {
+  const auto size = static_cast<guint>(g719::payload_bytes(first.header, channels));
+  const guint8* stream = gst_type_find_peek(find, 0, g719::HEADERS_IN_A_ROW * size);
+  if (stream == nullptr) return false;
+  for (int i = 0; i < g719::HEADERS_IN_A_ROW; i++) {
+    const guint8* payload = stream + i * size;
+    if (!std::equal(payload, payload + g719::PAYLOAD_HEADER_BYTES, stream)) return false;
+    if (!holds_frames(payload, first, channels)) return false;
+  }
+  return true;
+}
+
+// Four equal headers have 48 bits, while the finders that mistake frames for video go by one start
+// code of 24 or 32. So this one claims more certainty than they do. The caps leave it to the parser
+// to count the channels.
 static void find_type(GstTypeFind* find, gpointer caps) {
   const guint8* start = gst_type_find_peek(find, 0, g719::PAYLOAD_HEADER_BYTES);
   if (start == nullptr) return;
@@ -30,15 +44,9 @@ static void find_type(GstTypeFind* find, gpointer caps) {
   if (first.header.has_follower || first.frame_bytes == 0 || frames < 1 || frames > MAX_FRAMES) {
     return;
   }
-  const auto size = static_cast<guint>(g719::payload_bytes(first.header));
-  const guint8* stream = gst_type_find_peek(find, 0, HEADERS_IN_A_ROW * size);
-  if (stream == nullptr) return;
-  for (int i = 0; i < HEADERS_IN_A_ROW; i++) {
-    const guint8* payload = stream + i * size;
-    if (!std::equal(payload, payload + g719::PAYLOAD_HEADER_BYTES, stream)) return;
-    if (!holds_frames(payload, first)) return;
+  if (has_payloads(find, first, 1) || has_payloads(find, first, 2)) {
+    gst_type_find_suggest(find, GST_TYPE_FIND_NEARLY_CERTAIN, GST_CAPS(caps));
   }
-  gst_type_find_suggest(find, GST_TYPE_FIND_NEARLY_CERTAIN, GST_CAPS(caps));
 }
 
 gboolean zel_g719_register_typefind(GstPlugin* plugin) {

@@ -5,6 +5,9 @@
  * Cuts a stream of bytes, as that of a file, into G.719 payloads, one a buffer, with timestamps and
  * durations. Bytes that belong to no payload are passed over.
  *
+ * Nothing in a stream says how many channels it has. Where the caps do not say so either, one or
+ * two are told apart by the distance of the first headers, before the first payload goes out.
+ *
  * ## Example launch line
  * |[
  * gst-launch-1.0 filesrc location=speech.g719 ! zelg719parse ! zelg719dec !
@@ -18,6 +21,7 @@
 
 #include "caps.h"
 #include "mapped_buffer.h"
+#include "payload/channel_count.h"
 #include "payload/payload.h"
 #include "payload/payload_finder.h"
 #include "payload/payload_map.h"
@@ -25,6 +29,9 @@
 
 struct _ZelG719Parse {
   GstBaseParse parent;
+  gint channels;                // the property; may be written while the stream runs
+  gint caps_channels;           // of the input caps; 0: they say nothing
+  gboolean knows_channels;      // of the present stream: the finder has them
   g719::PayloadFinder* finder;  // owned, from start to stop, as is the map
   guint64 position;             // in the stream, of what the finder sees next, in bytes
   guint64 received_since_time;  // bytes from the last pushed buffer on that had a timestamp
@@ -46,6 +53,8 @@ static constexpr guint PULLED_AHEAD = 64 * 1024;  // bytes beyond those that dec
 GST_DEBUG_CATEGORY_STATIC(zel_g719_parse_debug);
 #define GST_CAT_DEFAULT zel_g719_parse_debug
 
+enum { PROP_CHANNELS = 1 };
+
 static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
     "src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS("audio/G719, framed = (boolean) true"));
 static GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
@@ -53,8 +62,12 @@ static GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
 
 G_DEFINE_TYPE(ZelG719Parse, zel_g719_parse, GST_TYPE_BASE_PARSE)
 
+static void zel_g719_parse_set_property(GObject* object, guint id, const GValue* value,
+                                        GParamSpec* spec);
+static void zel_g719_parse_get_property(GObject* object, guint id, GValue* value, GParamSpec* spec);
 static gboolean zel_g719_parse_start(GstBaseParse* base);
 static gboolean zel_g719_parse_stop(GstBaseParse* base);
+static gboolean zel_g719_parse_set_sink_caps(GstBaseParse* base, GstCaps* caps);
 static GstFlowReturn zel_g719_parse_handle_frame(GstBaseParse* base, GstBaseParseFrame* frame,
                                                  gint* skipsize);
 static gboolean zel_g719_parse_convert(GstBaseParse* base, GstFormat src_format, gint64 src_value,
@@ -64,8 +77,12 @@ static gboolean zel_g719_parse_src_event(GstBaseParse* base, GstEvent* event);
 static gboolean zel_g719_parse_src_query(GstBaseParse* base, GstQuery* query);
 
 static void zel_g719_parse_class_init(ZelG719ParseClass* klass) {
+  auto* object_class = G_OBJECT_CLASS(klass);
   auto* element_class = GST_ELEMENT_CLASS(klass);
   auto* parse_class = GST_BASE_PARSE_CLASS(klass);
+
+  object_class->set_property = zel_g719_parse_set_property;
+  object_class->get_property = zel_g719_parse_get_property;
 
   gst_element_class_add_static_pad_template(element_class, &src_template);
   gst_element_class_add_static_pad_template(element_class, &sink_template);
@@ -75,11 +92,24 @@ static void zel_g719_parse_class_init(ZelG719ParseClass* klass) {
 
   parse_class->start = GST_DEBUG_FUNCPTR(zel_g719_parse_start);
   parse_class->stop = GST_DEBUG_FUNCPTR(zel_g719_parse_stop);
+  parse_class->set_sink_caps = GST_DEBUG_FUNCPTR(zel_g719_parse_set_sink_caps);
   parse_class->handle_frame = GST_DEBUG_FUNCPTR(zel_g719_parse_handle_frame);
   parse_class->convert = GST_DEBUG_FUNCPTR(zel_g719_parse_convert);
   parse_class->sink_event = GST_DEBUG_FUNCPTR(zel_g719_parse_sink_event);
   parse_class->src_event = GST_DEBUG_FUNCPTR(zel_g719_parse_src_event);
   parse_class->src_query = GST_DEBUG_FUNCPTR(zel_g719_parse_src_query);
+
+  /**
+   * ZelG719Parse:channels:
+   *
+   * How many channels the next stream has, whatever its caps say. With 0 the caps say it, or it is
+   * told by the distance of the first headers.
+   */
+  g_object_class_install_property(
+      object_class, PROP_CHANNELS,
+      g_param_spec_int("channels", "Channels", "Channels of the stream (0 = automatic)", 0,
+                       g719::MAX_STREAM_CHANNELS, 0,
+                       static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS)));
 
   GST_DEBUG_CATEGORY_INIT(zel_g719_parse_debug, "g719parse", 0, "g719parse");
 }
@@ -101,8 +131,32 @@ static void zel_g719_parse_init(ZelG719Parse* self) {
       zel_g719_parse_note_time, self, nullptr);
 }
 
+static void zel_g719_parse_set_property(GObject* object, guint id, const GValue* value,
+                                        GParamSpec* spec) {
+  switch (id) {
+    case PROP_CHANNELS:
+      g_atomic_int_set(&ZEL_G719_PARSE(object)->channels, g_value_get_int(value));
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  }
+}
+
+static void zel_g719_parse_get_property(GObject* object, guint id, GValue* value,
+                                        GParamSpec* spec) {
+  switch (id) {
+    case PROP_CHANNELS:
+      g_value_set_int(value, g_atomic_int_get(&ZEL_G719_PARSE(object)->channels));
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  }
+}
+
 static gboolean zel_g719_parse_start(GstBaseParse* base) {
   auto* self = ZEL_G719_PARSE(base);
+  self->caps_channels = 0;
+  self->knows_channels = FALSE;
   self->finder = new g719::PayloadFinder;
   self->position = 0;
   self->read_without_gap = TRUE;
@@ -116,18 +170,38 @@ static gboolean zel_g719_parse_start(GstBaseParse* base) {
   self->map = new g719::PayloadMap;
   GST_OBJECT_UNLOCK(self);
   gst_base_parse_set_min_frame_size(base, 1);
+  // The sound of a payload may come out of a decoder with the next one.
+  gst_base_parse_set_frame_rate(base, G719_SAMPLE_RATE, G719_FRAME_SAMPLES, 0, 1);
   return TRUE;
+}
+
+static void zel_g719_parse_forget_caps(ZelG719Parse* self) {
+  for (GstCaps*& caps : self->caps) gst_clear_caps(&caps);
+  self->bitrate = 0;
 }
 
 static gboolean zel_g719_parse_stop(GstBaseParse* base) {
   auto* self = ZEL_G719_PARSE(base);
-  for (GstCaps*& caps : self->caps) gst_clear_caps(&caps);
+  zel_g719_parse_forget_caps(self);
   delete self->finder;
   self->finder = nullptr;
   GST_OBJECT_LOCK(self);
   delete self->map;
   self->map = nullptr;
   GST_OBJECT_UNLOCK(self);
+  return TRUE;
+}
+
+static gboolean zel_g719_parse_set_sink_caps(GstBaseParse* base, GstCaps* caps) {
+  auto* self = ZEL_G719_PARSE(base);
+  gint channels = 0;
+  gst_structure_get_int(gst_caps_get_structure(caps, 0), "channels", &channels);
+  if (channels < 0 || channels > g719::MAX_STREAM_CHANNELS) return FALSE;
+  if (channels != self->caps_channels) {
+    gst_base_parse_drain(base);
+    self->knows_channels = FALSE;
+  }
+  self->caps_channels = channels;
   return TRUE;
 }
 
@@ -139,7 +213,7 @@ static void zel_g719_parse_follow_jump(ZelG719Parse* self, guint64 offset) {
   self->position = offset;
   self->read_without_gap = g719::is_payload_border(*self->map, offset);
   self->passed_over = 0;
-  *self->finder = {.in_step = self->read_without_gap != FALSE};
+  *self->finder = {.in_step = self->read_without_gap != FALSE, .channels = self->finder->channels};
 }
 
 // Says how many bytes were passed over, once they are over.
@@ -158,7 +232,8 @@ static void zel_g719_parse_report_damage(ZelG719Parse* self) {
   self->passed_over = 0;
 }
 
-// For those who list or label streams, who need not know of every change.
+// For those who list or label streams, who need not know of every change. `bitrate` is that of all
+// channels.
 static void zel_g719_parse_tag(ZelG719Parse* self, gint32 bitrate) {
   if (bitrate == self->tagged_bitrate) return;
   if (self->tagged_bitrate != 0 && self->since_tag < TAG_INTERVAL) return;
@@ -175,7 +250,7 @@ static void zel_g719_parse_tag(ZelG719Parse* self, gint32 bitrate) {
 static void zel_g719_parse_set_caps(ZelG719Parse* self, const g719::Payload& payload) {
   if (payload.bitrate == self->bitrate) return;
   GstCaps*& caps = self->caps[payload.header.length_code];
-  if (caps == nullptr) caps = new_payload_caps(1, payload.bitrate);
+  if (caps == nullptr) caps = new_payload_caps(self->finder->channels, payload.bitrate);
   if (gst_pad_set_caps(GST_BASE_PARSE_SRC_PAD(self), caps)) self->bitrate = payload.bitrate;
 }
 
@@ -183,7 +258,7 @@ static void zel_g719_parse_set_caps(ZelG719Parse* self, const g719::Payload& pay
 // about payloads until their sound comes.
 static void zel_g719_parse_announce(ZelG719Parse* self, const g719::Payload& payload) {
   const bool has_frames = payload.blocks_complete > 0;
-  if (has_frames) zel_g719_parse_tag(self, payload.bitrate);
+  if (has_frames) zel_g719_parse_tag(self, payload.bitrate * self->finder->channels);
   if (has_frames || self->bitrate == 0) zel_g719_parse_set_caps(self, payload);
   self->since_tag += payload.blocks_complete * g719::FRAME_DURATION;
 }
@@ -265,6 +340,26 @@ static void zel_g719_parse_want(ZelG719Parse* self, gsize wanted) {
                                     static_cast<guint>(wanted) + (is_pulled ? PULLED_AHEAD : 0));
 }
 
+// Sees to it that the finder has the stream's number of channels. False as long as the `size` bytes
+// of it at `bytes` do not tell.
+static bool zel_g719_parse_know_channels(ZelG719Parse* self, const guint8* bytes, gsize size,
+                                         bool at_end) {
+  if (self->knows_channels) return true;
+  gint channels = g_atomic_int_get(&self->channels);
+  if (channels == 0) channels = self->caps_channels;
+  if (channels == 0) {
+    const g719::ChannelCount count = g719::count_channels(bytes, size, at_end);
+    if (count.channels == 0) zel_g719_parse_want(self, count.wanted_bytes);
+    channels = count.channels;
+  }
+  if (channels == 0) return false;
+  GST_DEBUG_OBJECT(self, "channels: %d", channels);
+  if (channels != self->finder->channels) zel_g719_parse_forget_caps(self);
+  self->finder->channels = channels;
+  self->knows_channels = TRUE;
+  return true;
+}
+
 // Takes what is found in the bytes that are held. Returns in `skipped` how many come first of those
 // left that belong to no payload.
 static GstFlowReturn zel_g719_parse_take(ZelG719Parse* self, const GstBaseParseFrame* held,
@@ -274,6 +369,7 @@ static GstFlowReturn zel_g719_parse_take(ZelG719Parse* self, const GstBaseParseF
   const bool at_end = GST_BASE_PARSE_DRAINING(base) && size == bytes.size();
   const CallLimits limits = zel_g719_parse_call_limits(self, size);
   gst_base_parse_set_min_frame_size(base, g719::PAYLOAD_HEADER_BYTES);
+  if (!zel_g719_parse_know_channels(self, bytes.data(), size, at_end)) return GST_FLOW_OK;
   GstFlowReturn flow = GST_FLOW_OK;
   bool is_done = false;
   for (gsize taken = 0; taken < size && flow == GST_FLOW_OK && !is_done;) {
@@ -284,8 +380,9 @@ static GstFlowReturn zel_g719_parse_take(ZelG719Parse* self, const GstBaseParseF
     if (found.payload_bytes > 0) {
       zel_g719_parse_drop(self, held, *skipped);
       *skipped = 0;
-      flow = zel_g719_parse_finish_payload(self, held, found.payload_bytes,
-                                           g719::read_payload(rest, found.payload_bytes));
+      flow = zel_g719_parse_finish_payload(
+          self, held, found.payload_bytes,
+          g719::read_payload(rest, found.payload_bytes, self->finder->channels));
       is_done = limits.ends_behind_payload;
     } else if (found.skipped_bytes > 0) {
       is_done = limits.ends_behind_damage;
@@ -355,6 +452,8 @@ static gboolean zel_g719_parse_sink_event(GstBaseParse* base, GstEvent* event) {
     case GST_EVENT_STREAM_START:
       gst_base_parse_drain(base);
       zel_g719_parse_forget_position(self);
+      self->caps_channels = 0;
+      self->knows_channels = FALSE;
       GST_OBJECT_LOCK(self);
       self->map->clear();
       GST_OBJECT_UNLOCK(self);

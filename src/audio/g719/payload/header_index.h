@@ -22,7 +22,7 @@ inline bool is_header_of_frames(const std::uint8_t* header) {
          frame_bytes_of_length_code(entry.length_code) > 0;
 }
 
-// Chains of headers, a chain a kind. It takes no memory before the first is added, then 882 kB.
+// Chains of headers, a chain a kind. It takes no memory before the first is added, then 1.54 MB.
 // That has room for two of the largest payloads. When it is used up the index begins anew at the
 // present place, and reads what lies ahead a second time: one of the largest payloads at most, and
 // not before as much lies behind.

@@ -9,6 +9,7 @@ namespace g719 {
 // Nobody sends longer packets, and a silence that takes no bytes must not take long either.
 inline constexpr int MAX_PACKET_BLOCKS = 250;         // 5 s
 inline constexpr int MAX_PACKET_BLOCKS_NO_DATA = 50;  // of them
+inline constexpr int MAX_PACKET_CHANNELS = 6;         // more have no order
 
 enum class PacketFault {
   NONE,
@@ -27,6 +28,7 @@ struct Packet {
 };
 
 // Reads the list at the start of the `size` bytes of a packet, and holds the size against it.
+// `channels` is 1 to MAX_PACKET_CHANNELS.
 Packet read_packet(const std::uint8_t* bytes, std::size_t size, int channels);
 
 // One entry of a packet, and where it stands. {} is the place before the first.

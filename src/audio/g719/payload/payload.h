@@ -9,8 +9,9 @@
 namespace g719 {
 
 inline constexpr std::size_t PAYLOAD_HEADER_BYTES = TOC_ENTRY_BYTES;
+inline constexpr int MAX_STREAM_CHANNELS = 2;  // of streams that the finder knows
 inline constexpr std::size_t MAX_PAYLOAD_BYTES =
-    PAYLOAD_HEADER_BYTES + std::size_t{MAX_BLOCKS} * G719_MAX_FRAME_BYTES;
+    PAYLOAD_HEADER_BYTES + std::size_t{MAX_BLOCKS} * MAX_STREAM_CHANNELS * G719_MAX_FRAME_BYTES;
 inline constexpr std::uint64_t FRAME_DURATION = 20'000'000;  // ns
 
 // The bytes of a payload with this header.

@@ -18,8 +18,8 @@ bool is_header(const std::uint8_t* header) {
   return !entry.has_follower && frame_bytes_of_length_code(entry.length_code) > 0;
 }
 
-std::size_t promised_payload_bytes(const std::uint8_t* header) {
-  return payload_bytes(read_toc_entry(header));
+std::size_t promised_payload_bytes(const std::uint8_t* header, const PayloadFinder* finder) {
+  return payload_bytes(read_toc_entry(header), finder->channels);
 }
 
 struct Belief {
@@ -29,15 +29,16 @@ struct Belief {
 
 // Whether a payload is believed to begin at `start`, out of step. The end of the stream is as good
 // as a header that fits.
-Belief judge_header(const Held& held, std::size_t start, HeaderKind last_kind) {
+Belief judge_header(const Held& held, std::size_t start, const PayloadFinder* finder) {
   const std::uint8_t* header = held.bytes + start;
   if (!is_header_of_frames(header)) return {false, 0};
   const HeaderKind kind = read_header_kind(header);
+  const HeaderKind last_kind = finder->last_kind;
   const bool is_toc_known = last_kind == HeaderKind{} || last_kind[0] == kind[0];
   const int wanted = is_toc_known ? 1 : 2;
   std::size_t next = start;
   for (int fitting = 1; fitting <= wanted; ++fitting) {
-    next += promised_payload_bytes(header);
+    next += promised_payload_bytes(header, finder);
     if (held.at_end && next == held.size) return {fitting == wanted, 0};
     const std::size_t needed = next + PAYLOAD_HEADER_BYTES;
     if (needed > held.size) return {false, held.at_end ? 0 : needed};
@@ -53,13 +54,13 @@ Belief judge_hidden_headers(const Held& held, std::size_t start, PayloadFinder* 
   const std::uint8_t* header = held.bytes + start;
   if (kind == HeaderKind{} || kind == read_header_kind(header)) return {false, 0};
   const std::size_t first = start + PAYLOAD_HEADER_BYTES;
-  const std::size_t end = std::min(start + promised_payload_bytes(header), held.size);
+  const std::size_t end = std::min(start + promised_payload_bytes(header, finder), held.size);
   add_headers(&finder->ahead, held.bytes, finder->position, first, end);
   std::uint64_t place = 0;
   while (first_header(&finder->ahead, kind, finder->position + first, &place)) {
     const std::size_t hidden = place - finder->position;
     if (hidden + PAYLOAD_HEADER_BYTES > end) break;
-    const Belief belief = judge_header(held, hidden, kind);
+    const Belief belief = judge_header(held, hidden, finder);
     if (belief.is_believed || belief.wanted_bytes > 0) return belief;
     forget_first_header(&finder->ahead, kind);
   }
@@ -68,7 +69,7 @@ Belief judge_hidden_headers(const Held& held, std::size_t start, PayloadFinder* 
 
 // The same as judge_header(), but a header that hides others is not believed.
 Belief judge_candidate(const Held& held, std::size_t start, PayloadFinder* finder) {
-  const Belief belief = judge_header(held, start, finder->last_kind);
+  const Belief belief = judge_header(held, start, finder);
   if (!belief.is_believed && belief.wanted_bytes == 0) return belief;
   const Belief hidden = judge_hidden_headers(held, start, finder);
   if (hidden.is_believed) return {false, 0};
@@ -97,13 +98,13 @@ FoundPayload search(const Held& held, PayloadFinder* finder) {
     if (!belief.is_believed && belief.wanted_bytes == 0) continue;
     if (start > 0) return {start, 0, 0};
     if (!belief.is_believed) return want_to_decide(belief.wanted_bytes, held);
-    return take(held, promised_payload_bytes(held.bytes), finder);
+    return take(held, promised_payload_bytes(held.bytes, finder), finder);
   }
   return {held.at_end ? held.size : start, 0, 0};
 }
 
 FoundPayload go_on(const Held& held, PayloadFinder* finder) {
-  const std::size_t promised = promised_payload_bytes(held.bytes);
+  const std::size_t promised = promised_payload_bytes(held.bytes, finder);
   const Belief hidden = judge_hidden_headers(held, 0, finder);
   if (hidden.wanted_bytes > 0) return want_to_decide(hidden.wanted_bytes, held);
   if (hidden.is_believed) return search(held, finder);

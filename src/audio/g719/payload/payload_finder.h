@@ -24,9 +24,10 @@
 
 namespace g719 {
 
-// Holds no memory of its own before the first doubt, then 882 kB.
+// Holds no memory of its own before the first doubt, then 1.54 MB.
 struct PayloadFinder {
   bool in_step = true;         // a stream is expected to begin with a payload
+  int channels = 1;            // to MAX_STREAM_CHANNELS, of all payloads
   HeaderKind last_kind = {};   // of the last payload with frames; {}, which none has, before it
   std::uint64_t position = 0;  // how many bytes the caller has dropped
   HeaderIndex ahead = {};
