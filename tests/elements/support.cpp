@@ -310,7 +310,8 @@ std::string heard(Element* e, Codec* codec, char step) {
   for (gsize channel = 0; channel < codec->channels && step != 'n'; channel++) {
     gint16 samples[960];
     g719_decoder* decoder = channel == 0 ? &codec->decoder : &codec->right;
-    if (step == 'f') g719_decoder_set_bitrate(decoder, static_cast<gint>(size) * 400);
+    const auto bitrate = static_cast<gint>(size) * 400;
+    if (step == 'f' && g719_decoder_set_bitrate(decoder, bitrate) == 0) return "";
     if (step == 'e') std::ranges::fill(decoder->state.previous_spectrum, 0);
     g719_decoder_decode(decoder, reinterpret_cast<guint8*>(&frames[channel * size]), samples,
                         step != 'f');

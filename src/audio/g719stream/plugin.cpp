@@ -26,4 +26,4 @@ static gboolean plugin_init(GstPlugin* plugin) {
          encoder_registered && decoder_registered && typefind_registered;
 }
 
-ZEL_PLUGIN_DEFINE(zelg719stream, "G.719 stream encoder and decoder, parser, RTP elements", plugin_init)
+ZEL_PLUGIN_DEFINE(zelg719stream, "G.719 for calls and files: encoder, decoder, parser, RTP", plugin_init)

@@ -49,6 +49,7 @@ static constexpr GstClockTime FRAME = g719::FRAME_DURATION;
 static constexpr GstClockTime TOLERANCE = FRAME / 2;    // of timestamps
 static constexpr gint64 MAX_JUMP = GST_SECOND / FRAME;  // frames that may be lost unannounced
 static constexpr guint64 MAX_CONCEALED = 16;            // frames; the last is hardly heard
+static constexpr guint64 MAX_LOST = 3600 * GST_SECOND / FRAME;  // frames; more is a wrong number
 static constexpr gint NO_END = -1;
 static constexpr gint MAX_CHANNELS = 6;  // that a payload can have
 
@@ -277,6 +278,7 @@ static GstFlowReturn zel_g719_stream_dec_pause(ZelG719StreamDec* self, GstBuffer
 // Fills the time of lost frames.
 static GstFlowReturn zel_g719_stream_dec_conceal(ZelG719StreamDec* self, GstBuffer* input,
                                                  guint64 frames) {
+  frames = std::min(frames, MAX_LOST);
   GST_DEBUG_OBJECT(self, "%" G_GUINT64_FORMAT " frames are lost", frames);
   GstFlowReturn flow = GST_FLOW_OK;
   guint64 concealed = 0;
@@ -378,7 +380,7 @@ static g719::Payload zel_g719_stream_dec_read_header(ZelG719StreamDec* self, Gst
 // How many frames are lost with a payload that holds none.
 static guint64 zel_g719_stream_dec_lost_frames(GstBuffer* input, const g719::Payload& payload) {
   if (GST_BUFFER_DURATION_IS_VALID(input)) {
-    return (GST_BUFFER_DURATION(input) + TOLERANCE) / FRAME;
+    return zel_g719_stream_dec_frames_between(0, GST_BUFFER_DURATION(input));
   }
   const bool is_without_data = payload.header.length_code == g719::NO_DATA_LENGTH_CODE;
   return is_without_data ? payload.header.blocks : std::min(payload.header.blocks, 1);
