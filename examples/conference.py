@@ -7,12 +7,12 @@ must be installed, or GST_PLUGIN_PATH name them.
 For each participant: the UDP port here that his packets come to, and where the mix for him goes.
 One who sends to this machine and listens on his own port 5004:
 
-    gst-launch-1.0 autoaudiosrc ! audioconvert ! audioresample ! zelg719enc ! rtpg719pay ! \\
-        udpsink host=SERVER port=5006 async=false \\
+    gst-launch-1.0 autoaudiosrc ! audioconvert ! audioresample ! audio/x-raw,channels=1 ! \\
+        zelg719streamenc ! rtpg719pay ! udpsink host=SERVER port=5006 async=false \\
         udpsrc port=5004 \\
         caps="application/x-rtp,media=audio,clock-rate=48000,encoding-name=G719" ! rtpg719gate ! \\
-        rtpjitterbuffer latency=40 do-lost=true ! rtpg719depay ! zelg719dec ! audioconvert ! \\
-        audioresample ! autoaudiosink
+        rtpjitterbuffer latency=40 do-lost=true ! rtpg719depay ! zelg719streamdec ! \\
+        audioconvert ! audioresample ! autoaudiosink
 
 Once a second it prints, for each participant and from the start:
 
@@ -20,7 +20,7 @@ Once a second it prints, for each participant and from the start:
     lost     packets that did not
     foreign  packets that came from another source than the present one, or are no RTP
     unread   packets that the system dropped because nobody took them in time
-    frames   of 20 ms that were decoded
+    frames   of 20 ms that were decoded or, where they were lost, concealed
     dB       level of the last second, or "silent"; "out" where something of his failed
     sent     packets with the mix for him
     late     ms of the others' sound that came too late for his mix
@@ -53,12 +53,12 @@ def describe(participants, bitrate):
                         for other in range(len(participants)) if other != me)
         lines.append(f"""
             ( name=in{me} udpsrc name=source{me} caps={RTP} ! rtpg719gate name=gate{me} !
-            rtpjitterbuffer name=jitter{me} latency=40 do-lost=true ! rtpg719depay ! zelg719dec !
-            identity name=frames{me} ! level name=level{me} !
+            rtpjitterbuffer name=jitter{me} latency=40 do-lost=true ! rtpg719depay !
+            zelg719streamdec ! identity name=frames{me} ! level name=level{me} !
             tee name=voice{me} allow-not-linked=true )
             ( name=out{me} liveadder name=mix{me} latency=20 discont-wait=0
             output-buffer-duration=20000000 {late} ! {RAW} !
-            errorignore convert-to=ok ! zelg719enc bitrate={bitrate} ! rtpg719pay !
+            errorignore convert-to=ok ! zelg719streamenc bitrate={bitrate} ! rtpg719pay !
             udpsink name=sink{me} host={host} port={his_port} sync=false async=false )""")
     for me in range(len(participants)):
         lines += [f"voice{other}.src_{me} ! mix{me}.sink_{other}"
@@ -156,7 +156,8 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__,
                                      formatter_class=argparse.RawTextHelpFormatter)
     parser.add_argument("participants", nargs="+", type=participant, metavar="PORT:HOST:PORT")
-    parser.add_argument("--bitrate", type=int, choices=(32000, 48000, 64000), default=64000)
+    parser.add_argument("--bitrate", type=int, default=64000,
+                        help="one of the 20 from 32000 to 128000; 64000 without")
     parser.add_argument("--seconds", type=float, help="end by itself")
     arguments = parser.parse_args()
     Gst.init(None)

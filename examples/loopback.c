@@ -1,6 +1,6 @@
 /* An application that carries the plug-ins inside: it registers them by hand, so neither installed
  * ones nor GST_PLUGIN_PATH are needed. One second of a tone goes through encoder, RTP packets and
- * decoder into a WAV file.
+ * decoder into a WAV file. That takes zelg719stream alone; zelg719_avx adds zelg719enc and zelg719dec.
  *
  *   cc loopback.c -o loopback $(pkg-config --cflags --libs gstzelg719_avx gstzelg719stream)
  *   ./loopback FILE.wav
@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
   GError* error = NULL;
   GstElement* pipeline = gst_parse_launch(
       "audiotestsrc num-buffers=50 samplesperbuffer=960 ! audio/x-raw,rate=48000,channels=1 ! "
-      "zelg719enc bitrate=48000 ! rtpg719pay ! rtpg719depay ! zelg719dec ! wavenc ! "
+      "zelg719streamenc bitrate=96000 ! rtpg719pay ! rtpg719depay ! zelg719streamdec ! wavenc ! "
       "filesink name=file",
       &error);
   if (error != NULL) {

@@ -37,7 +37,7 @@ def main():
     port, caps = read_session(sys.argv[1])
     pipeline = Gst.parse_launch(
         f"udpsrc name=source port={port} ! rtpg719gate ! rtpjitterbuffer latency=40 do-lost=true ! "
-        "rtpg719depay ! zelg719dec ! audioconvert ! audioresample ! "
+        "rtpg719depay ! zelg719streamdec ! audioconvert ! audioresample ! "
         + (sys.argv[2] if len(sys.argv) == 3 else "autoaudiosink"))
     pipeline.get_by_name("source").set_property("caps", caps)
 

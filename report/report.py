@@ -19,9 +19,9 @@ LOSS_SECONDS = 2     # of it, where losses are drawn
 
 
 def compare(original, decoded):
-    """What was decoded, without its delay, and how it differs from the original by frame."""
-    aligned = decoded[signals.DELAY:signals.DELAY + len(original)]
-    return aligned, signals.snr(original, aligned), signals.log_spectral_distance(original, aligned)
+    """What was decoded, and how it differs from the original by frame."""
+    decoded = decoded[:len(original)]
+    return decoded, signals.snr(original, decoded), signals.log_spectral_distance(original, decoded)
 
 
 def report_bitrates(folder, tools, original):
@@ -32,7 +32,7 @@ def report_bitrates(folder, tools, original):
         name = f"{bitrate} bit/s"
         payloads = folder / f"payloads.{bitrate}.g719"
         decoded, snr, distance = compare(
-            original, signals.read_wav(folder / f"decoded.{bitrate}.wav", SHOWN_SECONDS + 1))
+            original, signals.read_wav(folder / f"decoded.{bitrate}.wav", SHOWN_SECONDS))
         stream = streams.read_allocation(tools, payloads)
         shown = streams.Allocation(*(part[:len(original) // signals.FRAME] for part in stream))
         pictures.spectrogram(folder / f"decoded.{bitrate}", f"Decoded, {name}", decoded,
@@ -60,7 +60,7 @@ def piece_that_suffers(original, lost):
 def report_losses(folder, tools, original):
     payloads = folder / f"payloads.{LOSS_BITRATE}.g719"
     frames = payloads.stat().st_size // (LOSS_BITRATE // 400 + 2)
-    # Without its delay, an output frame holds the time of the frame before.
+    # A lost frame is missing where it would complete the sound of the frame before.
     chosen = streams.choose_lost(frames, LOSSES)
     times = {percent: np.array(lost) - 1 for percent, lost in chosen.items()}
     first, length = piece_that_suffers(original, times[LOSSES[0]])
@@ -74,7 +74,7 @@ def report_losses(folder, tools, original):
             signals.write_wav(f"{path}.wav", streams.decode_with_losses(
                 tools, payloads, list_file, *options))
             decoded, snr, distance = compare(
-                original, signals.read_wav(f"{path}.wav", SHOWN_SECONDS + 1))
+                original, signals.read_wav(f"{path}.wav", SHOWN_SECONDS))
             pictures.spectrogram(
                 path, f"{percent} in 100 frames lost, {way}",
                 decoded[first * signals.FRAME:(first + length) * signals.FRAME],

@@ -6,7 +6,6 @@ import numpy as np
 
 RATE = 48000
 FRAME = 960
-DELAY = 960           # sample n of what was decoded holds sample n - 960 of the original
 HIGHEST_CODED = 20.0  # kHz
 
 

@@ -8,6 +8,7 @@ from typing import NamedTuple
 import numpy as np
 
 BANDS = 44
+DELAY = 960  # samples: sample n that the codec gives holds sample n - 960 of the original
 SEED = 2  # any; with this one loud frames are lost of what Debian ships
 
 
@@ -36,5 +37,7 @@ def choose_lost(frames, percents):
 
 
 def decode_with_losses(tools, payloads, list_file, *options):
-    return subprocess.run([tools / "lossy_decode", *options, payloads, list_file], check=True,
-                          capture_output=True).stdout
+    """Samples in 16 bits, without the codec's delay."""
+    pcm = subprocess.run([tools / "lossy_decode", *options, payloads, list_file], check=True,
+                         capture_output=True).stdout
+    return pcm[2 * DELAY:]

@@ -1,6 +1,6 @@
 // Decodes a payload file of which some frames did not arrive, as S16LE samples on standard output:
-// with the codec's concealment, or with silence in their place, as a player of the decoder
-// element's output fills gaps.
+// with the codec's concealment, as zelg719streamdec has it, or with silence in their place, as a
+// player fills the gaps that zelg719dec leaves.
 //
 //   lossy_decode [--gaps] PAYLOADS.g719 LOST.txt
 //

@@ -1,6 +1,6 @@
 // Prints the segmental SNR in dB of a decoded WAV file against the original, both 16 bit mono: the
 // mean over segments of 20 ms, each held between -10 and 35 dB, silent ones left out; a dash when
-// nothing is left. The decoded audio lags by the codec's delay.
+// nothing is left.
 //
 //   segmental_snr ORIGINAL.wav DECODED.wav
 #include <algorithm>
@@ -19,7 +19,6 @@
 namespace {
 
 constexpr std::size_t SEGMENT = G719_FRAME_SAMPLES;
-constexpr std::size_t DELAY = G719_DELAY_SAMPLES;
 constexpr double SILENCE = 10.0 * 10.0;  // mean square: an RMS of 10 units
 
 // The samples of the first data chunk. A file without one ends the program.
@@ -62,12 +61,11 @@ int main(int argc, char** argv) {
   const std::vector<std::int16_t> decoded = read_wav(argv[2]);
   double sum = 0.0;
   int segments = 0;
-  for (std::size_t start = 0;
-       start + SEGMENT <= original.size() && start + DELAY + SEGMENT <= decoded.size();
+  for (std::size_t start = 0; start + SEGMENT <= std::min(original.size(), decoded.size());
        start += SEGMENT) {
     const double signal = power(&original[start], nullptr);
     if (signal < SILENCE) continue;
-    const double noise = power(&original[start], &decoded[start + DELAY]);
+    const double noise = power(&original[start], &decoded[start]);
     sum += std::clamp(10.0 * std::log10(signal / std::max(noise, 1e-3)), -10.0, 35.0);
     segments++;
   }

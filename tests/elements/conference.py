@@ -32,10 +32,10 @@ server = subprocess.Popen(
     stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 table = next_table()
 callers = subprocess.Popen(["timeout", "60", "gst-launch-1.0", "-q", *" ".join(f"""
-    audiotestsrc is-live=true volume=0.2 freq={tone} ! zelg719enc ! rtpg719pay !
+    audiotestsrc is-live=true volume=0.2 freq={tone} ! zelg719streamenc ! rtpg719pay !
     udpsink host=127.0.0.1 port={PORT + n} async=false
     udpsrc port={PORT + 4 + n} caps={RTP} ! rtpjitterbuffer do-lost=true ! rtpg719depay !
-    zelg719dec ! filesink buffer-mode=unbuffered location=heard.{n}"""
+    zelg719streamdec ! filesink buffer-mode=unbuffered location=heard.{n}"""
     for n, tone in enumerate(TONES)).split()])
 while table[0] and not all(os.path.exists(name) and any(open(name, "rb").read())
                            for name in RECORDINGS):
