@@ -113,7 +113,7 @@ def time_elements(rounds):
     """{(direction, "element" | "identity" | "codec"): microseconds a frame}."""
     return mean_of_materials(number_lines(
         run([PROGRAMS / "element_cost", rounds],
-            {"GST_PLUGIN_PATH": str(BUILD / "src" / "audio" / "g719"),
+            {"GST_PLUGIN_PATH": str(BUILD / "src" / "audio"),
              "GST_REGISTRY": str(BUILD / "bench-registry.bin")})))
 
 

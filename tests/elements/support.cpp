@@ -95,7 +95,7 @@ GstFlowReturn push_audio(Element* e, std::istream& words, GstClockTime time) {
   words >> samples >> by >> block;
   GstFlowReturn flow = GST_FLOW_OK;
   do {
-    const std::string audio = next_music(e, 2 * std::min(block, samples - done));
+    const std::string audio = next_music(e, 2 * e->channels * std::min(block, samples - done));
     e->input += audio;
     const GstClockTime after = gst_util_uint64_scale(done, GST_SECOND, 48000);
     flow = push(e, audio, GST_CLOCK_TIME_IS_VALID(time) ? time + after : time);
@@ -239,41 +239,55 @@ void note_latency(Element* e) {
 void note_facts(Element* e) {
   note(output_caps(e));
   note_latency(e);
+  g_autoptr(GstEvent) event = gst_pad_get_sticky_event(e->h->sinkpad, GST_EVENT_TAG, 0);
+  if (event == nullptr || !e->is_stream_encoder) return;
+  GstTagList* tags = nullptr;
+  gst_event_parse_tag(event, &tags);
+  g_autofree gchar* text = gst_tag_list_to_string(tags);
+  note(text);
 }
 
 Codec new_codec(gint bitrate) {
   g719_encoder* encoder = g719_encoder_create(bitrate);
   g719_decoder* decoder = g719_decoder_create(bitrate);
-  const Codec codec = {*encoder, *decoder};
+  const Codec codec = {{*encoder, *encoder}, *decoder};
   g719_encoder_destroy(encoder);
   g719_decoder_destroy(decoder);
   return codec;
 }
 
-// What the codec makes of 960 samples or of one frame: a payload, or 960 samples.
-std::string coded(Codec* codec, const char* input, bool is_encoder) {
+// What the codec makes of 960 samples of each channel or of one frame: a payload, or 960 samples.
+std::string coded(Element* e, Codec* codec, const char* input) {
   gint16 samples[960];
   std::string bytes(FRAME_PCM_BYTES, '\0');
-  if (!is_encoder) {
+  if (!e->is_encoder) {
     g719_decoder_decode(&codec->decoder, reinterpret_cast<const guint8*>(input), samples, 0);
     for (gsize i = 0; i < 960; i++) GST_WRITE_UINT16_LE(&bytes[2 * i], samples[i]);
     return bytes;
   }
-  for (gsize i = 0; i < 960; i++) {
-    samples[i] = static_cast<gint16>(GST_READ_UINT16_LE(input + 2 * i));
+  const gsize size = codec->encoders[0].frame_bytes;
+  bytes = {static_cast<char>(std::min(size * 2 / 5, size / 5 + 44)), 1};
+  for (gsize channel = 0; channel < e->channels; channel++) {
+    for (gsize i = 0; i < 960; i++) {
+      samples[i] = static_cast<gint16>(GST_READ_UINT16_LE(input + 2 * (i * e->channels + channel)));
+    }
+    bytes.resize(bytes.size() + size);
+    g719_encoder_encode(&codec->encoders[channel], samples,
+                        reinterpret_cast<guint8*>(&bytes[bytes.size() - size]));
   }
-  bytes = {static_cast<char>(codec->encoder.bitrate / 1000), 1};
-  bytes.resize(2 + static_cast<gsize>(codec->encoder.frame_bytes));
-  g719_encoder_encode(&codec->encoder, samples, reinterpret_cast<guint8*>(&bytes[2]));
   return bytes;
 }
 
 // Whether `bytes` is what `codec` makes of the next frames of the input, which are then behind it.
 bool goes_on(Element* e, Codec codec, gint bitrate, gsize frames, const std::string& bytes) {
-  const gsize size = e->is_encoder ? FRAME_PCM_BYTES : static_cast<gsize>(bitrate / 400);
-  if (codec.encoder.bitrate != bitrate || e->input.size() < frames * size) return false;
+  const gsize size =
+      e->is_encoder ? e->channels * FRAME_PCM_BYTES : static_cast<gsize>(bitrate / 400);
+  for (g719_encoder& encoder : codec.encoders) {
+    if (e->is_stream_encoder) g719_encoder_set_bitrate(&encoder, bitrate);
+  }
+  if (codec.encoders[0].bitrate != bitrate || e->input.size() < frames * size) return false;
   std::string expected;
-  for (gsize i = 0; i < frames; i++) expected += coded(&codec, &e->input[i * size], e->is_encoder);
+  for (gsize i = 0; i < frames; i++) expected += coded(e, &codec, &e->input[i * size]);
   if (expected != bytes) return false;
   e->codec = codec;
   e->input.erase(0, frames * size);
@@ -342,10 +356,15 @@ void note_buffer(Element* e, GstBuffer* buffer) {
   const gint bitrate =
       e->is_encoder ? std::stoi(caps.substr(caps.find("bitrate=(int)") + 13)) : e->bitrate;
   const gsize frames = e->is_encoder ? 1 : bytes.size() / FRAME_PCM_BYTES;
-  const bool is_on = goes_on(e, e->codec, bitrate, frames, bytes);
-  const bool is_new = !is_on && goes_on(e, new_codec(bitrate), bitrate, frames, bytes);
+  const auto* clipping = gst_buffer_get_audio_clipping_meta(buffer);
+  if (clipping != nullptr) e->input.append(2 * e->channels * clipping->end, '\0');
+  const bool is_marked = GST_BUFFER_IS_DISCONT(buffer) || !e->is_stream_encoder;
+  const bool is_on =
+      (!is_marked || !e->is_stream_encoder) && goes_on(e, e->codec, bitrate, frames, bytes);
+  const bool is_new = !is_on && is_marked && goes_on(e, new_codec(bitrate), bitrate, frames, bytes);
   std::ostringstream text;
   text << frames << (is_on ? " on " : is_new ? " new " : " wrong ") << bitrate;
+  if (clipping != nullptr) text << " clip " << clipping->end;
   if (GST_BUFFER_PTS_IS_VALID(buffer)) {
     // To the us: times that count samples are rounded to ns.
     text << " @" << static_cast<double>((GST_BUFFER_PTS(buffer) + 500) / 1000) / 1000;
@@ -498,6 +517,7 @@ struct Kind {
 };
 const std::map<std::string, Kind> KINDS = {
     {"Encoder", {"zelg719enc", RAW_CAPS, push_audio, note_buffer}},
+    {"StreamEncoder", {"zelg719streamenc", RAW_CAPS, push_audio, note_buffer}},
     {"Decoder", {"zelg719dec", "audio/G719", push_payload, note_buffer}},
     {"StreamDecoder", {"zelg719streamdec", "audio/G719", push_payload, note_sound}},
     {"Payloader", {"rtpg719pay", "audio/G719", push_payload, note_packet}},
@@ -558,7 +578,11 @@ void note_output(Element* e, bool was_started) {
 }  // namespace
 
 Element::Element(const std::string& name)
-    : suite(name), is_encoder(suite == "Encoder"), bus(gst_bus_new()), caps(KINDS.at(suite).caps) {
+    : suite(name),
+      is_stream_encoder(suite == "StreamEncoder"),
+      is_encoder(suite.ends_with("Encoder")),
+      bus(gst_bus_new()),
+      caps(KINDS.at(suite).caps) {
   // In brackets: macros of these names are no clean C++.
   (gst_debug_remove_log_function)(gst_debug_log_default);
   (gst_debug_add_log_function)(note_log, nullptr, nullptr);
@@ -594,6 +618,7 @@ std::string Element::step(const std::string& text) {
   std::string verb, word;
   words >> verb;
   GstFlowReturn flow = GST_FLOW_OK;
+  const bool was_started = is_started;
   const std::map<std::string, std::function<void()>> VERBS = {
       {"push", [&] { flow = KINDS.at(suite).push(this, words, time); }},
       {"set", [&] { gst_util_set_object_arg(G_OBJECT(h->element), "bitrate", &text[4]); }},
@@ -606,6 +631,13 @@ std::string Element::step(const std::string& text) {
        [&] {
          if (words >> word && suite == "StreamDecoder") caps = word;
          send_start(this, word);
+       }},
+      {"channels",
+       [&] {
+         caps.back() = text.back();
+         send_start(this, "");
+         note_output(this, was_started);
+         words >> channels;
        }},
       {"bytes", [&] { format = GST_FORMAT_BYTES; }},
       {"downstream", [&] { words >> word, gst_harness_set_sink_caps_str(h, word.c_str()); }},
@@ -634,7 +666,6 @@ std::string Element::step(const std::string& text) {
   };
   if (!VERBS.contains(verb)) return "=> no such step\n";
   outcome.clear();
-  const bool was_started = is_started;
   broken = failing == std::string::npos ? "" : text.substr(failing + 2);
   VERBS.at(verb)();
   broken.clear();

@@ -25,7 +25,7 @@ extern std::string broken;
 
 // The codec without any element. Its instances hold no pointers, so a copy goes its own way.
 struct Codec {
-  g719_encoder encoder;
+  g719_encoder encoders[2];  // one a channel
   g719_decoder decoder;
   g719_decoder right = {};  // of a second channel
   gsize next_block = 0, channels = 1;
@@ -33,13 +33,12 @@ struct Codec {
 
 // An element in a GstHarness, driven by these steps, with "; " between those of one line:
 //
-//   push N [by M]               encoder: N samples of recorded music, in buffers of M
+//   push N [by M]               encoders: N samples of recorded music, in buffers of M
 //   push [TOC [COUNT BYTES]]    decoder: a payload, ToC byte in hexadecimal; any bytes are frames;
 //                               behind it "discont", "resync", "clip 0 960", "lasts 40" (ms)
 //                               payloader: the same, with " discont" behind it flagged so
 //                               parser: bytes with such a header; a number behind it repeats them
-//   push L*N ... @T             depayloader, gate: a packet of these entries, length code and
-//   number
+//   push L*N ... @T             depayloader, gate: a packet of these entries, length code and count
 //                               of frames, and "marked", "from2" (sender), "type97" (of payload),
 //                               "seq9", "size+1" (bytes more or less)
 //   sources N                   payloader: so many sources are named in what is pushed
@@ -49,13 +48,16 @@ struct Codec {
 //   property NAME VALUE         writes another one
 //   caps [CAPS]                 stream start, caps, segment; by themselves before the first push
 //   caps none                   the same without caps
+//   channels N                  the same with so many channels of samples
 //   bytes                       from now on segments count bytes, as those of filesrc do
 //   downstream CAPS             what the element's peer takes from now on
-//   upstream                    from now on it says: live, 30 ms of latency, 90 at most, 12200
-//   bytes duration                    parser: of the stream facts                       asks for
-//   output caps and latency latency                     asks for it alone time BYTE parser: when
-//   the audio of that byte is played jump BYTE                   parser: flush, and what is pushed
-//   comes from that place on seek FORMAT START STOP      parser: which seek it asks for upstream
+//   upstream                    from now on it says: live, latency of 30 to 90 ms, 12200 bytes
+//   duration                    parser: of the stream
+//   facts                       asks for output caps and latency
+//   latency                     asks for it alone
+//   time BYTE                   parser: when the audio of that byte is played
+//   jump BYTE                   parser: flush, and what is pushed comes from that place on
+//   seek FORMAT START STOP      parser: which seek it asks for upstream
 //   announced                   counts the events with caps and with tags since the last such step
 //   sdp                         writes the output caps as SDP and reads them from there
 //   flush, eos, segment, gap @T events
@@ -69,6 +71,8 @@ struct Codec {
 // may have changed, buffers, a flow return other than ok. "2 on 64000 @20" is a buffer of two
 // frames at 64000 bit/s and 20 ms, byte for byte what the codec gives that goes on from the frames
 // before; "new" what it gives from cleared memory, "wrong" neither.
+// The encoder of streams is said to begin "new" only where the buffer says discontinuous; "clip
+// 959" is how many samples it says are filling.
 //
 // "nff l e:480 @20" is a buffer of the stream decoder: for each 20 ms the blocks decoded for it,
 // "f" the next frame pushed, "l" a lost one, "e" silence behind the last one, "n" cleared memory;
@@ -84,7 +88,7 @@ struct Element {
   std::string step(const std::string& text);
 
   std::string suite;
-  bool is_encoder, is_started = false;
+  bool is_stream_encoder, is_encoder, is_started = false;
   GstHarness* h;
   GstBus* bus;
   GAsyncQueue* output = g_async_queue_new();  // that was not noted yet, in its order
@@ -96,6 +100,7 @@ struct Element {
   guint caps_events = 0, tag_events = 0;
   guint sources = 0;                // that the input names
   guint16 packets = 0;              // pushed or lost
+  gsize channels = 1;               // of samples
   gint bitrate = 0;                 // of the last payload pushed
   std::string input;                // audio or frames pushed that nothing has come out for
   std::vector<std::string> blocks;  // stream decoder: all whole frame-blocks pushed

@@ -6,6 +6,7 @@
 #include "typefind.h"
 #include "zelg719parse.h"
 #include "zelg719streamdec.h"
+#include "zelg719streamenc.h"
 
 static gboolean plugin_init(GstPlugin* plugin) {
   const gboolean payloader_registered =
@@ -16,11 +17,13 @@ static gboolean plugin_init(GstPlugin* plugin) {
       gst_element_register(plugin, "rtpg719gate", GST_RANK_NONE, rtp_g719_gate_get_type());
   const gboolean parser_registered =
       gst_element_register(plugin, "zelg719parse", GST_RANK_PRIMARY, zel_g719_parse_get_type());
+  const gboolean encoder_registered = gst_element_register(
+      plugin, "zelg719streamenc", GST_RANK_SECONDARY, zel_g719_stream_enc_get_type());
   const gboolean decoder_registered = gst_element_register(
       plugin, "zelg719streamdec", GST_RANK_PRIMARY, zel_g719_stream_dec_get_type());
   const gboolean typefind_registered = zel_g719_register_typefind(plugin);
   return payloader_registered && depayloader_registered && gate_registered && parser_registered &&
-         decoder_registered && typefind_registered;
+         encoder_registered && decoder_registered && typefind_registered;
 }
 
 ZEL_PLUGIN_DEFINE(zelg719stream, "G.719 parser and RTP elements", plugin_init)

@@ -73,7 +73,7 @@ static void rtp_g719_pay_class_init(RtpG719PayClass* klass) {
   GST_DEBUG_CATEGORY_INIT(rtp_g719_pay_debug, "g719pay", 0, "g719pay");
 }
 
-// Drops what is pending. What comes next is in no connection with what came before.
+// Drops what is pending. What comes next does not continue what came before.
 static void rtp_g719_pay_reset(RtpG719Pay* self) {
   gst_adapter_clear(self->pending);
   self->pts = GST_CLOCK_TIME_NONE;

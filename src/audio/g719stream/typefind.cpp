@@ -20,8 +20,8 @@ static bool holds_frames(const guint8* bytes, const g719::Payload& payload) {
   return true;
 }
 
-// Four equal headers are 48 bits that no chance brings about, while the finders that mistake frames
-// for video go by one start code of 24 or 32. Hence more certain than those.
+// Four equal headers are 48 bits that never agree by chance, while the finders that mistake frames
+// for video go by one start code of 24 or 32 bits. So this one claims more certainty than they do.
 static void find_type(GstTypeFind* find, gpointer caps) {
   const guint8* start = gst_type_find_peek(find, 0, g719::PAYLOAD_HEADER_BYTES);
   if (start == nullptr) return;

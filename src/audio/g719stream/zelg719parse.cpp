@@ -36,7 +36,7 @@ struct _ZelG719Parse {
   GstCaps* caps[g719::MAX_LENGTH_CODE + 1];  // those needed so far, by length code
   gint32 tagged_bitrate;                     // 0: none yet
   GstClockTime since_tag;                    // duration of the payloads from the tagged one on
-  g719::PayloadMap* map;                     // guarded by the object's lock
+  g719::PayloadMap* map;                     // written under the object's lock
 };
 
 static constexpr guint MAX_WARNINGS = 100;  // posted; the log has all
@@ -343,7 +343,7 @@ static gboolean zel_g719_parse_convert(GstBaseParse* base, GstFormat src_format,
          gst_base_parse_convert_default(base, src_format, src_value, dest_format, dest_value);
 }
 
-// What comes next is in no connection with what came before.
+// What comes next does not continue what came before.
 static void zel_g719_parse_forget_position(ZelG719Parse* self) {
   self->position = GST_BUFFER_OFFSET_NONE;
   gst_base_parse_set_min_frame_size(GST_BASE_PARSE(self), 1);

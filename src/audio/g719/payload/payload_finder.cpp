@@ -27,8 +27,8 @@ struct Belief {
   std::size_t wanted_bytes;  // of the stream to be held; 0: decided
 };
 
-// Whether a payload begins at `start`, to someone who is out of step. The end of the stream is as
-// good as a header that fits.
+// Whether a payload is believed to begin at `start`, out of step. The end of the stream is as good
+// as a header that fits.
 Belief judge_header(const Held& held, std::size_t start, HeaderKind last_kind) {
   const std::uint8_t* header = held.bytes + start;
   if (!is_header_of_frames(header)) return {false, 0};
@@ -75,9 +75,9 @@ Belief judge_candidate(const Held& held, std::size_t start, PayloadFinder* finde
   return hidden.wanted_bytes > 0 ? hidden : belief;
 }
 
-// What is asked for when `wanted` bytes decide. Whoever collects bytes may have to copy all that
-// are held for each call; each shall see a quarter more, so that the sum stays linear. No more than
-// twice as much: payloads that follow may decide earlier.
+// What to ask for when `wanted` bytes decide. The caller may have to copy all bytes held for each
+// call; if every call adds at least a quarter, the copies stay linear in total. No more than twice
+// as many: payloads that follow may decide earlier.
 FoundPayload want_to_decide(std::size_t wanted, const Held& held) {
   return {0, 0, std::clamp(wanted, held.size + held.size / 4, 2 * held.size)};
 }
