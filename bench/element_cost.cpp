@@ -1,5 +1,5 @@
-// Cost of the two elements beside identity in their place and the codec without any element, in
-// microseconds a frame at 64000 bit/s: lines of material, direction, what, least time of all
+// Cost of both pairs of elements beside identity in their place and the codec without any element,
+// in microseconds a frame at 64000 bit/s: lines of material, direction, what, least time of all
 // rounds.
 //
 //   element_cost ROUNDS
@@ -96,12 +96,17 @@ void measure(const char* name, int rounds) {
   const std::vector<GstBuffer*> pcm = pcm_buffers(material);
   GstHarness* const encoder = open_harness("zelg719enc", gst_caps_from_string(PCM_CAPS));
   GstHarness* const pcm_identity = open_harness("identity", gst_caps_from_string(PCM_CAPS));
+  GstHarness* const stream_encoder =
+      open_harness("zelg719streamenc", gst_caps_from_string(PCM_CAPS));
   const std::vector<GstBuffer*> payloads = push_and_pull(encoder, pcm);
   GstHarness* const decoder =
       open_harness("zelg719dec", gst_pad_get_current_caps(encoder->sinkpad));
+  GstHarness* const stream_decoder =
+      open_harness("zelg719streamdec", gst_pad_get_current_caps(encoder->sinkpad));
   GstHarness* const payload_identity =
       open_harness("identity", gst_pad_get_current_caps(encoder->sinkpad));
-  const auto harnesses = {encoder, pcm_identity, decoder, payload_identity};
+  const auto harnesses = {encoder, stream_encoder, pcm_identity,
+                          decoder, stream_decoder, payload_identity};
   for (GstHarness* const harness : harnesses) gst_harness_set_drop_buffers(harness, TRUE);
 
   g719_encoder* const codec_encoder = g719_encoder_create(BITRATE);
@@ -112,13 +117,16 @@ void measure(const char* name, int rounds) {
     const char* label;
     double least = std::numeric_limits<double>::max();
   };
-  Measured measured[] = {{"encode element"}, {"encode identity"}, {"encode codec"},
-                         {"decode element"}, {"decode identity"}, {"decode codec"}};
+  Measured measured[] = {{"encode element"},  {"encode stream"},  {"encode identity"},
+                         {"encode codec"},    {"decode element"}, {"decode stream"},
+                         {"decode identity"}, {"decode codec"}};
   for (int round = 1; round <= rounds; ++round) {
     const double times[] = {push_round(encoder, pcm, round),
+                            push_round(stream_encoder, pcm, round),
                             push_round(pcm_identity, pcm, round),
                             encode_round(codec_encoder, material, packed.data()),
                             push_round(decoder, payloads, round),
+                            push_round(stream_decoder, payloads, round),
                             push_round(payload_identity, payloads, round),
                             decode_round(codec_decoder, packed.data())};
     for (std::size_t i = 0; i < std::size(times); ++i) {

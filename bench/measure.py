@@ -110,7 +110,7 @@ def time_stages():
 
 
 def time_elements(rounds):
-    """{(direction, "element" | "identity" | "codec"): microseconds a frame}."""
+    """{(direction, "element" | "stream" | "identity" | "codec"): microseconds a frame}."""
     return mean_of_materials(number_lines(
         run([PROGRAMS / "element_cost", rounds],
             {"GST_PLUGIN_PATH": str(BUILD / "src" / "audio"),

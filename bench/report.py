@@ -99,18 +99,19 @@ def stage_table(stages):
                  [[f"`{name}`", f"{stages[name]:,.0f}"] for name in names])
 
 
-def element_overhead(elements, direction):
+def element_overhead(elements, direction, pair="element"):
     """Microseconds a frame beyond the codec and beyond identity in the element's place."""
-    return (elements[direction, "element"] - elements[direction, "identity"]
+    return (elements[direction, pair] - elements[direction, "identity"]
             - elements[direction, "codec"])
 
 
 def element_table(elements):
     rows = []
-    for direction in DIRECTIONS:
-        costs = [elements[direction, what] for what in ("element", "codec", "identity")]
-        costs.append(element_overhead(elements, direction))
-        rows.append([f"`zelg719{direction[:3]}`"] + [f"{cost:.2f}" for cost in costs])
+    for pair, name in ("element", "zelg719"), ("stream", "zelg719stream"):
+        for direction in DIRECTIONS:
+            costs = [elements[direction, what] for what in (pair, "codec", "identity")]
+            costs.append(element_overhead(elements, direction, pair))
+            rows.append([f"`{name}{direction[:3]}`"] + [f"{cost:.2f}" for cost in costs])
     return table(["µs a frame", "element", "codec", "identity", "added by the element"], rows)
 
 
@@ -142,6 +143,8 @@ def bounds_table(counts, times, elements, scale):
     ]
     most += [
         ("µs that an element adds", max(element_overhead(elements, d) for d in DIRECTIONS), 4),
+        ("µs that one of the stream pair adds to that",
+         max(elements[d, "stream"] - elements[d, "element"] for d in DIRECTIONS), 0.3),
         ("bytes of an instance", max(scale["encoder_bytes"], scale["decoder_bytes"]), 20480),
     ]
     least = [

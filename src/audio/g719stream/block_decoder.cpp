@@ -7,16 +7,27 @@ namespace g719 {
 
 namespace {
 
+// Puts the samples of two channels side by side.
+void interleave(const std::int16_t* left, const std::int16_t* right, std::int16_t* samples) {
+  for (int i = 0; i < G719_FRAME_SAMPLES; ++i) {
+    samples[2 * i] = left[i];
+    samples[2 * i + 1] = right[i];
+  }
+}
+
 // Decodes a frame of each channel; the frames stand side by side.
 void decode_channels(const std::uint8_t* frames, int frame_bytes, bool is_lost,
                      BlockDecoder* blocks, std::int16_t* samples) {
-  std::int16_t channel_samples[G719_FRAME_SAMPLES];
-  for (int channel = 0; channel < blocks->channels; ++channel, frames += frame_bytes) {
-    g719_decoder_decode(blocks->decoder[channel], frames, channel_samples, is_lost ? 1 : 0);
-    for (int i = 0; i < G719_FRAME_SAMPLES; ++i) {
-      samples[i * blocks->channels + channel] = channel_samples[i];
-    }
+  const std::int32_t erasure_flag = is_lost ? 1 : 0;
+  if (blocks->channels == 1) {
+    g719_decoder_decode(blocks->decoder[0], frames, samples, erasure_flag);
+    return;
   }
+  std::int16_t left[G719_FRAME_SAMPLES];
+  std::int16_t right[G719_FRAME_SAMPLES];
+  g719_decoder_decode(blocks->decoder[0], frames, left, erasure_flag);
+  g719_decoder_decode(blocks->decoder[1], frames + frame_bytes, right, erasure_flag);
+  interleave(left, right, samples);
 }
 
 }  // namespace

@@ -111,7 +111,7 @@ static void zel_g719_stream_enc_class_init(ZelG719StreamEncClass* klass) {
           static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_CONSTRUCT | G_PARAM_STATIC_STRINGS |
                                    GST_PARAM_MUTABLE_PLAYING)));
 
-  GST_DEBUG_CATEGORY_INIT(zel_g719_stream_enc_debug, "g719streamenc", 0, "g719streamenc");
+  GST_DEBUG_CATEGORY_INIT(zel_g719_stream_enc_debug, "zelg719streamenc", 0, "zelg719streamenc");
 }
 
 // Two channels need not say where they are: caps without the field are no part of the template's.
