@@ -15,8 +15,8 @@ SIZE = 4.8, 2.7         # inches; on a phone as wide as the screen
 DOTS_PER_INCH = 150
 QUIET, LOUD = -110, -20
 # Ink, paper (those of page.html) and lines.
-THEMES = {"light": ("#262626", "#ffffff", ["#0072b2", "#d55e00", "#007a5a"]),
-          "dark": ("#d8d8d8", "#161618", ["#56b4e9", "#ee8f3c", "#2fc79a"])}
+THEMES = {"light": ("#262626", "#ffffff", ["#0072b2", "#d55e00", "#007a5a", "#8a5a00", "#7b3fa0", "#5f6b75"]),
+          "dark": ("#d8d8d8", "#161618", ["#56b4e9", "#ee8f3c", "#2fc79a", "#e0c040", "#c08fe6", "#9aa7b2"])}
 
 
 def save(path, draw):
@@ -63,6 +63,19 @@ def curves(path, title, label, least, curves_by_name):
         axes.spines[["top", "right"]].set_visible(False)
         axes.legend(loc="upper center", bbox_to_anchor=(0.5, -0.2), ncols=3, frameon=False,
                     handlelength=1.2, columnspacing=1.2)
+
+    save(path, draw)
+
+
+def against_loss(path, title, label, percents, values_by_name):
+    def draw(figure, axes):
+        for name, values in values_by_name.items():
+            axes.plot(percents, values, "o-", label=name, linewidth=1.1, markersize=3)
+        axes.set(title=title, xlabel="packets lost in 100", ylabel=label, xticks=percents)
+        axes.set(xlim=(0, None), ylim=(0, None))
+        axes.grid(alpha=0.25)
+        axes.spines[["top", "right"]].set_visible(False)
+        axes.legend(frameon=False, handlelength=1.2, fontsize=8)
 
     save(path, draw)
 

@@ -7,6 +7,7 @@ import numpy as np
 RATE = 48000
 FRAME = 960
 HIGHEST_CODED = 20.0  # kHz
+ACTIVE = 200          # root mean square from which on a signal is not quiet
 
 
 def read_wav(path, seconds):
@@ -49,6 +50,68 @@ def log_spectral_distance(original, decoded):
     difference = [decibels(spectrum(signal[:len(decoded)], FRAME, FRAME)[:, :bins], silence)
                   for signal in (original, decoded)]
     return np.sqrt(np.mean((difference[0] - difference[1]) ** 2, axis=1))
+
+
+def lag(original, decoded):
+    """By how many samples the second is later."""
+    size = 2 * max(len(original), len(decoded))
+    products = np.fft.irfft(np.fft.rfft(decoded, size) * np.conj(np.fft.rfft(original, size)))
+    place = int(products.argmax())
+    return place if place < size // 2 else place - size
+
+
+def blocks(signal, size):
+    return signal[:len(signal) // size * size].reshape(-1, size)
+
+
+def level(signal, size):
+    """Root mean square of each block."""
+    return np.sqrt(np.mean(blocks(signal, size) ** 2, axis=1))
+
+
+def without_pauses(signal):
+    """What is left of 20 ms or longer when all quiet blocks are gone, joined without a step."""
+    fade = RATE // 200
+    loud = np.repeat(level(signal, FRAME) > ACTIVE, FRAME)
+    edges = np.flatnonzero(np.diff(np.concatenate(([0], loud, [0]))))
+    rise = np.linspace(0, 1, fade)
+    joined = np.zeros(fade)
+    for begin, end in edges.reshape(-1, 2):
+        piece = signal[begin:end].copy()
+        piece[:fade] *= rise
+        piece[-fade:] *= rise[::-1]
+        joined[-fade:] += piece[:fade]
+        joined = np.concatenate((joined, piece[fade:]))
+    return joined
+
+
+def holes(intact, damaged):
+    """How many, and ms: 5 ms and more that have lost nine tenths of their level and were not quiet."""
+    step = RATE // 200
+    before = level(intact, step)
+    empty = (before > ACTIVE) & (level(damaged, step) < before / 10)
+    return int(np.sum(np.diff(empty.astype(int), prepend=0) == 1)), int(empty.sum()) * 5
+
+
+def clicks(intact, damaged):
+    """In how many times 10 ms the signal bends far more than the intact one."""
+    before, after = (np.abs(blocks(np.diff(signal, 2), RATE // 100)).max(axis=1)
+                     for signal in (intact, damaged))
+    return int(np.sum((after > 3 * before) & (after > 800)))
+
+
+def band_distance(intact, damaged):
+    """Mean over the active frames of the RMS of the difference of 24 bands, in dB."""
+    size = 10 * RATE // 100  # bins of 10 Hz
+    edges = np.geomspace(100, 1000 * HIGHEST_CODED, 25) // 10
+    levels = []
+    for signal in (intact, damaged):
+        power = np.abs(np.fft.rfft(blocks(signal, FRAME) * np.hanning(FRAME), size)) ** 2
+        bands = np.add.reduceat(power, edges.astype(int), axis=1)[:, :-1] / np.diff(edges)
+        # What 16 bits round away counts as silence.
+        levels.append(decibels(bands, np.sum(np.hanning(FRAME) ** 2) / 12))
+    frames = level(intact, FRAME) > ACTIVE
+    return float(np.sqrt(np.mean((levels[0] - levels[1]) ** 2, axis=1))[frames].mean())
 
 
 def mean(curve):

@@ -33,3 +33,13 @@ make_wav() {
   [ $((bytes / 2)) -ge "$4" ] ||
     fail "$2 holds $((bytes / 2)) samples, less than $4 ($(($4 / 48)) ms); give a longer one"
 }
+
+# join_voices WAV: makes one file of Debian's recorded speech, one after another the eight loudspeakers
+# that a voice names.
+join_voices() {
+  set -- concat name=joined ! wavenc ! filesink location="$1"
+  for voice in /usr/share/sounds/alsa/*_*.wav; do
+    set -- "$@" filesrc location="$voice" ! wavparse ! joined.
+  done
+  launch "$@" || fail "Debian's recorded speech cannot be read, see $log"
+}
