@@ -8,6 +8,7 @@ RATE = 48000
 FRAME = 960
 HIGHEST_CODED = 20.0  # kHz
 ACTIVE = 200          # root mean square from which on a signal is not quiet
+PAUSE = RATE // 5      # a quiet stretch of words is shorter
 
 
 def read_wav(path, seconds):
@@ -69,14 +70,21 @@ def level(signal, size):
     return np.sqrt(np.mean(blocks(signal, size) ** 2, axis=1))
 
 
+def runs(flags):
+    """Begin and end of each stretch of true ones."""
+    return np.flatnonzero(np.diff(np.concatenate(([0], flags, [0])))).reshape(-1, 2)
+
+
 def without_pauses(signal):
-    """What is left of 20 ms or longer when all quiet blocks are gone, joined without a step."""
+    """What is left when pauses between words are gone, joined without a step."""
     fade = RATE // 200
     loud = np.repeat(level(signal, FRAME) > ACTIVE, FRAME)
-    edges = np.flatnonzero(np.diff(np.concatenate(([0], loud, [0]))))
+    for begin, end in runs(~loud):
+        if end - begin < PAUSE:
+            loud[begin:end] = True
     rise = np.linspace(0, 1, fade)
     joined = np.zeros(fade)
-    for begin, end in edges.reshape(-1, 2):
+    for begin, end in runs(loud):
         piece = signal[begin:end].copy()
         piece[:fade] *= rise
         piece[-fade:] *= rise[::-1]
