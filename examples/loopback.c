@@ -1,6 +1,7 @@
 /* An application that carries the plug-ins inside: it registers them by hand, so neither installed
  * ones nor GST_PLUGIN_PATH are needed. One second of a tone goes through encoder, RTP packets and
- * decoder into a WAV file. That takes zelg719stream alone; zelg719_avx adds zelg719enc and zelg719dec.
+ * decoder into a WAV file. That takes zelg719stream alone; zelg719_avx adds zelg719enc and
+ * zelg719dec.
  *
  *   cc loopback.c -o loopback $(pkg-config --cflags --libs gstzelg719_avx gstzelg719stream)
  *   ./loopback FILE.wav

@@ -26,4 +26,5 @@ static gboolean plugin_init(GstPlugin* plugin) {
          encoder_registered && decoder_registered && typefind_registered;
 }
 
-ZEL_PLUGIN_DEFINE(zelg719stream, "G.719 for calls and files: encoder, decoder, parser, RTP", plugin_init)
+ZEL_PLUGIN_DEFINE(zelg719stream, "G.719 for calls and files: encoder, decoder, parser, RTP",
+                  plugin_init)
