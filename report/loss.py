@@ -21,7 +21,7 @@ KINDS = "random", "bursts"
 LISTS = 8
 CERTAIN = 10            # packets at both ends that always arrive
 JUDGED = 5, 10, 30
-BITRATE = 48000
+BITRATE = 96000         # of all frames in a packet; headers come on top
 WORD = 1 << 64
 
 
@@ -35,11 +35,21 @@ STREAM, OPUS = "stream pair", "Opus, plc"
 # Of its settings, those with the fewest holes; audio-type=voice has more of them in this speech.
 OPUS_ENCODER = (f"opusenc bitrate={BITRATE} bitrate-type=vbr complexity=10 frame-size=20 "
                 "audio-type=generic packet-loss-percentage={percent} inband-fec=%s ! rtpopuspay")
+
+
+
+def stream_pair(name, copies):
+    return Row(name, f"zelg719streamenc bitrate={BITRATE // (1 + copies)} ! "
+               f"rtpg719pay redundancy={copies}", "rtpg719depay ! zelg719streamdec")
+
+
 ROWS = (
-    Row("exact pair", f"zelg719enc bitrate={BITRATE} ! rtpg719pay",
+    # Its encoder has no higher bitrate.
+    Row("exact pair", "zelg719enc bitrate=64000 ! rtpg719pay",
         "rtpg719depay ! zelg719dec ! audiorate tolerance=0"),
-    Row(STREAM, f"zelg719streamenc bitrate={BITRATE} ! rtpg719pay",
-        "rtpg719depay ! zelg719streamdec"),
+    stream_pair(STREAM, 0),
+    stream_pair("with one copy", 1),
+    stream_pair("with two copies", 2),
     Row(OPUS, OPUS_ENCODER % "false", "rtpopusdepay ! opusdec plc=true"),
     Row("Opus, in-band FEC", OPUS_ENCODER % "true",
         "rtpopusdepay ! opusdec plc=true use-inband-fec=true"),

@@ -34,10 +34,7 @@ void note(const std::string& line) { outcome += "=> " + line + "\n"; }
 void note_log(GstDebugCategory* category, GstDebugLevel level, const gchar*, const gchar*, gint,
               GObject* object, GstDebugMessage* message, gpointer) {
   const std::string name = gst_debug_level_get_name(level), text = gst_debug_message_get(message);
-  if (!g_str_has_prefix(gst_debug_category_get_name(category), "g719") &&
-      !g_str_has_prefix(gst_debug_category_get_name(category), "zelg719")) {
-    return;
-  }
+  if (strstr(gst_debug_category_get_name(category), "g719") == nullptr) return;
   if (!GST_IS_ELEMENT(object)) return;
   if (text.starts_with("error: ") || text.starts_with("warning: ")) return;
   note(name.substr(0, name.find(' ')) + " " + text);
@@ -173,6 +170,7 @@ void flush(Element* e) {
   gst_harness_push_event(e->h, gst_event_new_flush_stop(TRUE));
   send_segment(e);
   e->input.clear();
+  e->sent = 0;
   e->codec.next_block = e->blocks.size();
 }
 
@@ -207,6 +205,7 @@ void seek(Element* e, std::istream& words) {
 
 void restart(Element* e) {
   e->input.clear();
+  e->sent = 0;
   e->codec.next_block = e->blocks.size();
   for (GstState state : {GST_STATE_READY, GST_STATE_PAUSED, GST_STATE_NULL, GST_STATE_PLAYING}) {
     if (gst_element_set_state(e->h->element, state) == GST_STATE_CHANGE_FAILURE) return;
@@ -379,20 +378,33 @@ std::string time_of(GstBuffer* buffer) {
   return " @" + std::to_string(GST_BUFFER_PTS(buffer) / GST_MSECOND);
 }
 
+// Frames that were sent before stand before those that are due.
 void note_packet(Element* e, GstBuffer* buffer) {
   const std::string packet = contents(buffer), payload = packet.substr(12 + (packet[0] & 15) * 4);
-  const std::string frames = payload.substr(2);
-  const guint toc = static_cast<guint8>(payload[0]), count = static_cast<guint8>(payload[1]);
+  std::string list;
+  gsize at = 0, size = 0;
+  gint blocks = 0;
+  bool is_right = true;
+  for (bool follows = true; follows; at += 2) {
+    const guint toc = static_cast<guint8>(payload[at]),
+                count = static_cast<guint8>(payload[at + 1]);
+    follows = toc >= 0x80;
+    is_right = is_right && toc % 4 == 0;
+    blocks += count;
+    size += count * block_bytes(e, toc);
+    list += (at > 0 ? " and " : " ") + std::to_string(count) + " of " +
+            std::to_string(block_bytes(e, toc));
+  }
+  const std::string frames = payload.substr(at);
+  const gsize place = e->input.find(frames);
   const bool is_marked = (packet[1] & 0x80) != 0;
-  const bool is_right = frames.size() == count * block_bytes(e, toc) && toc % 4 == 0 &&
-                        e->input.starts_with(frames) &&
-                        is_marked == GST_BUFFER_IS_DISCONT(buffer) &&
-                        GST_BUFFER_DURATION(buffer) == count * 20U * GST_MSECOND;
-  e->input.erase(0, frames.size());
+  is_right = is_right && frames.size() == size && place <= e->sent && place + size > e->sent &&
+             is_marked == GST_BUFFER_IS_DISCONT(buffer) &&
+             GST_BUFFER_DURATION(buffer) == blocks * 20U * GST_MSECOND;
+  e->sent = place + size;
   note("packet " + std::to_string(GST_READ_UINT16_BE(&packet[2])) + " at " +
-       std::to_string(GST_READ_UINT32_BE(&packet[4])) + (is_marked ? " marked" : "") + ": " +
-       std::to_string(count) + (is_right ? " of " : " wrong of ") +
-       std::to_string(block_bytes(e, toc)) + time_of(buffer));
+       std::to_string(GST_READ_UINT32_BE(&packet[4])) + (is_marked ? " marked" : "") + ":" + list +
+       (is_right ? "" : " wrong") + time_of(buffer));
 }
 
 void note_same(Element* e, GstBuffer* buffer) {
@@ -681,6 +693,7 @@ std::string Element::step(const std::string& text) {
   if (flow != GST_FLOW_OK) {
     note(std::string("flow ") + gst_flow_get_name(flow));
     input.clear();
+    sent = 0;
   }
   return outcome;
 }

@@ -105,6 +105,7 @@ struct Element {
   gint bitrate = 0;                 // of the last payload pushed
   std::string input;                // audio or frames pushed that nothing has come out for
   std::vector<std::string> blocks;  // stream decoder: all whole frame-blocks pushed
+  gsize sent = 0;                   // payloader: of these
   Codec codec = {};                 // as the element's should stand
 };
 

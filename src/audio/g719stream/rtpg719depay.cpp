@@ -115,7 +115,7 @@ static void rtp_g719_depay_class_init(RtpG719DepayClass* klass) {
                           MAX_WAIT_FOR_COPIES, 0,
                           static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS)));
 
-  GST_DEBUG_CATEGORY_INIT(rtp_g719_depay_debug, "g719depay", 0, "g719depay");
+  GST_DEBUG_CATEGORY_INIT(rtp_g719_depay_debug, "rtpg719depay", 0, "rtpg719depay");
 }
 
 // Forgets the stream. Payloads that wait are dropped.

@@ -84,7 +84,7 @@ static void rtp_g719_gate_class_init(RtpG719GateClass* klass) {
   transform_class->sink_event = GST_DEBUG_FUNCPTR(rtp_g719_gate_sink_event);
   transform_class->submit_input_buffer = GST_DEBUG_FUNCPTR(rtp_g719_gate_submit_input_buffer);
 
-  GST_DEBUG_CATEGORY_INIT(rtp_g719_gate_debug, "g719gate", 0, "g719gate");
+  GST_DEBUG_CATEGORY_INIT(rtp_g719_gate_debug, "rtpg719gate", 0, "rtpg719gate");
 }
 
 static void rtp_g719_gate_init(RtpG719Gate* self) {

@@ -8,6 +8,9 @@
  * #GstRTPBasePayload:max-ptime, except where one frame is: frames are not cut. Where there are
  * several channels, a frame of each of them counts as one.
  *
+ * With #RtpG719Pay:redundancy each packet also carries the frames before its own, so that what is
+ * lost with one packet comes with the next. A packet's timestamps are those of its oldest frame.
+ *
  * A receiver that needs one bitrate, as the parameter `cbr` of its caps says, gets it: an encoder
  * that can be told by caps is.
  *
@@ -29,6 +32,7 @@
 #include "payload/packet.h"
 #include "payload/payload.h"
 #include "rtp_caps.h"
+#include "sent_blocks.h"
 
 struct _RtpG719Pay {
   GstRTPBasePayload parent;
@@ -39,6 +43,9 @@ struct _RtpG719Pay {
   GstClockTime pts;      // of the first of them; without any, of the frame that is due
   guint64 sample;        // number of its first sample
   gboolean is_at_start;  // no packet was sent yet, or none since a gap
+  gint redundancy;       // the property; may be written while the stream runs
+  gint max_red;          // of the output caps, ms
+  SentBlocks sent;       // since the start or a gap
 };
 
 GST_DEBUG_CATEGORY_STATIC(rtp_g719_pay_debug);
@@ -51,8 +58,13 @@ static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
 static GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
     "sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(G719_PAYLOAD_CAPS));
 
+enum { PROP_REDUNDANCY = 1 };
+
 G_DEFINE_TYPE(RtpG719Pay, rtp_g719_pay, GST_TYPE_RTP_BASE_PAYLOAD)
 
+static void rtp_g719_pay_set_property(GObject* object, guint id, const GValue* value,
+                                      GParamSpec* spec);
+static void rtp_g719_pay_get_property(GObject* object, guint id, GValue* value, GParamSpec* spec);
 static void rtp_g719_pay_finalize(GObject* object);
 static GstStateChangeReturn rtp_g719_pay_change_state(GstElement* element, GstStateChange change);
 static GstCaps* rtp_g719_pay_get_caps(GstRTPBasePayload* base, GstPad* pad, GstCaps* filter);
@@ -62,6 +74,7 @@ static gboolean rtp_g719_pay_sink_event(GstRTPBasePayload* base, GstEvent* event
 static gboolean rtp_g719_pay_src_query(GstPad* pad, GstObject* parent, GstQuery* query);
 
 static void rtp_g719_pay_class_init(RtpG719PayClass* klass) {
+  auto* object_class = G_OBJECT_CLASS(klass);
   auto* element_class = GST_ELEMENT_CLASS(klass);
   auto* payload_class = GST_RTP_BASE_PAYLOAD_CLASS(klass);
 
@@ -71,21 +84,42 @@ static void rtp_g719_pay_class_init(RtpG719PayClass* klass) {
       element_class, "RTP G.719 payloader", "Codec/Payloader/Network/RTP",
       "Puts G.719 audio in RTP packets (RFC 5404)", "Zelkor audio team <audio@zelkor.example>");
 
-  G_OBJECT_CLASS(klass)->finalize = rtp_g719_pay_finalize;
+  object_class->set_property = rtp_g719_pay_set_property;
+  object_class->get_property = rtp_g719_pay_get_property;
+  object_class->finalize = rtp_g719_pay_finalize;
   element_class->change_state = GST_DEBUG_FUNCPTR(rtp_g719_pay_change_state);
   payload_class->get_caps = GST_DEBUG_FUNCPTR(rtp_g719_pay_get_caps);
   payload_class->set_caps = GST_DEBUG_FUNCPTR(rtp_g719_pay_set_caps);
   payload_class->handle_buffer = GST_DEBUG_FUNCPTR(rtp_g719_pay_handle_buffer);
   payload_class->sink_event = GST_DEBUG_FUNCPTR(rtp_g719_pay_sink_event);
 
-  GST_DEBUG_CATEGORY_INIT(rtp_g719_pay_debug, "g719pay", 0, "g719pay");
+  /**
+   * RtpG719Pay:redundancy:
+   *
+   * How many frames before its own each packet carries again, as far as mtu and max-ptime allow.
+   * `max-red` in the caps tells the receiver how long to wait for them.
+   */
+  g_object_class_install_property(
+      object_class, PROP_REDUNDANCY,
+      g_param_spec_int("redundancy", "Redundancy", "Copies of earlier frames in each packet", 0,
+                       MAX_COPIES, 0,
+                       static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS |
+                                                GST_PARAM_MUTABLE_PLAYING)));
+
+  GST_DEBUG_CATEGORY_INIT(rtp_g719_pay_debug, "rtpg719pay", 0, "rtpg719pay");
+}
+
+// Begins a talkspurt. No packet has copies of frames from before a gap.
+static void rtp_g719_pay_begin_talkspurt(RtpG719Pay* self) {
+  self->is_at_start = TRUE;
+  forget_sent_blocks(&self->sent);
 }
 
 // Drops what is pending. What comes next does not continue what came before.
 static void rtp_g719_pay_reset(RtpG719Pay* self) {
   gst_adapter_clear(self->pending);
   self->pts = GST_CLOCK_TIME_NONE;
-  self->is_at_start = TRUE;
+  rtp_g719_pay_begin_talkspurt(self);
 }
 
 static void rtp_g719_pay_init(RtpG719Pay* self) {
@@ -98,7 +132,29 @@ static void rtp_g719_pay_init(RtpG719Pay* self) {
   rtp_g719_pay_reset(self);
 }
 
+static void rtp_g719_pay_set_property(GObject* object, guint id, const GValue* value,
+                                      GParamSpec* spec) {
+  switch (id) {
+    case PROP_REDUNDANCY:
+      g_atomic_int_set(&RTP_G719_PAY(object)->redundancy, g_value_get_int(value));
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  }
+}
+
+static void rtp_g719_pay_get_property(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+  switch (id) {
+    case PROP_REDUNDANCY:
+      g_value_set_int(value, g_atomic_int_get(&RTP_G719_PAY(object)->redundancy));
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  }
+}
+
 static void rtp_g719_pay_finalize(GObject* object) {
+  forget_sent_blocks(&RTP_G719_PAY(object)->sent);
   g_object_unref(RTP_G719_PAY(object)->pending);
   G_OBJECT_CLASS(rtp_g719_pay_parent_class)->finalize(object);
 }
@@ -148,6 +204,22 @@ static gsize rtp_g719_pay_frame_bytes(RtpG719Pay* self) {
          g719::frame_bytes_of_length_code(g_atomic_int_get(&self->length_code));
 }
 
+// How many frames max-ptime lets into a packet.
+static guint64 rtp_g719_pay_most_frames(RtpG719Pay* self) {
+  const gint64 max_ptime = GST_RTP_BASE_PAYLOAD(self)->max_ptime;
+  if (max_ptime < 0) return g719::MAX_PACKET_BLOCKS;
+  return std::min<guint64>(g719::MAX_PACKET_BLOCKS, max_ptime / g719::FRAME_DURATION);
+}
+
+// How many bytes of frames and of further entries the mtu lets into a packet.
+static gsize rtp_g719_pay_room(RtpG719Pay* self) {
+  const gsize mtu = GST_RTP_BASE_PAYLOAD(self)->mtu;
+  const gsize headers =
+      gst_rtp_buffer_calc_header_len(static_cast<guint8>(g_atomic_int_get(&self->sources))) +
+      g719::PAYLOAD_HEADER_BYTES;
+  return mtu > headers ? mtu - headers : 0;
+}
+
 // How many frames a packet takes: from `least` to `most`, and a multiple of `multiple`.
 struct PacketFrames {
   guint64 least, most, multiple;
@@ -156,17 +228,10 @@ struct PacketFrames {
 // What the properties say and downstream asked for. A ptime from there is kept to exactly.
 static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
   const auto* base = GST_RTP_BASE_PAYLOAD(self);
-  PacketFrames frames = {1, g719::MAX_PACKET_BLOCKS, 1};
-  if (base->max_ptime >= 0) {
-    frames.most = std::min<guint64>(frames.most, base->max_ptime / g719::FRAME_DURATION);
-  }
+  PacketFrames frames = {1, rtp_g719_pay_most_frames(self), 1};
   const gsize frame_bytes = rtp_g719_pay_frame_bytes(self);
   if (frame_bytes > 0) {
-    const gsize headers =
-        gst_rtp_buffer_calc_header_len(static_cast<guint8>(g_atomic_int_get(&self->sources))) +
-        g719::PAYLOAD_HEADER_BYTES;
-    const gsize room = base->mtu > headers ? base->mtu - headers : 0;
-    frames.most = std::min<guint64>(frames.most, room / frame_bytes);
+    frames.most = std::min<guint64>(frames.most, rtp_g719_pay_room(self) / frame_bytes);
   }
   frames.most = std::max<guint64>(frames.most, 1);
   frames.multiple =
@@ -191,6 +256,26 @@ static bool rtp_g719_pay_is_wanted(GstRTPBasePayload* base, gint channels) {
   return gst_caps_can_intersect(wanted, payloads);
 }
 
+// How old a copy can be when it is sent, in ms: copies go with whole packets.
+static gint rtp_g719_pay_max_red(RtpG719Pay* self) {
+  const auto frames = static_cast<gint>(rtp_g719_pay_packet_frames(self).least);
+  const gint packets = (g_atomic_int_get(&self->redundancy) + frames - 1) / frames;
+  return packets * frames * static_cast<gint>(g719::FRAME_DURATION / GST_MSECOND);
+}
+
+// Tells receivers how to read the packets. Only strings get into SDP.
+static gboolean rtp_g719_pay_announce(RtpG719Pay* self) {
+  self->max_red = rtp_g719_pay_max_red(self);
+  g_autofree gchar* max_red = g_strdup_printf("%d", self->max_red);
+  g_autoptr(GstStructure) announced =
+      gst_structure_new("application/x-rtp", "max-red", G_TYPE_STRING, max_red, nullptr);
+  if (self->channels > 1) {
+    g_autofree gchar* channels = g_strdup_printf("%d", self->channels);
+    gst_structure_set(announced, "encoding-params", G_TYPE_STRING, channels, nullptr);
+  }
+  return gst_rtp_base_payload_set_outcaps_structure(GST_RTP_BASE_PAYLOAD(self), announced);
+}
+
 static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps* caps) {
   auto* self = RTP_G719_PAY(base);
   gint channels = 1;
@@ -198,17 +283,11 @@ static gboolean rtp_g719_pay_set_caps(GstRTPBasePayload* base, GstCaps* caps) {
   if (channels < 1 || channels > g719::MAX_PACKET_CHANNELS) return FALSE;
   if (!rtp_g719_pay_is_wanted(base, channels)) return FALSE;
   const guint64 least = rtp_g719_pay_packet_frames(self).least;
+  if (channels != self->channels) forget_sent_blocks(&self->sent);
   g_atomic_int_set(&self->channels, channels);
 
   gst_rtp_base_payload_set_options(base, "audio", TRUE, "G719", G719_SAMPLE_RATE);
-  // No frame is sent twice. Only strings get into SDP.
-  g_autoptr(GstStructure) announced =
-      gst_structure_new("application/x-rtp", "max-red", G_TYPE_STRING, "0", nullptr);
-  if (channels > 1) {
-    g_autofree gchar* number = g_strdup_printf("%d", channels);
-    gst_structure_set(announced, "encoding-params", G_TYPE_STRING, number, nullptr);
-  }
-  const gboolean is_set = gst_rtp_base_payload_set_outcaps_structure(base, announced);
+  const gboolean is_set = rtp_g719_pay_announce(self);
   if (base->ptime > 0 || rtp_g719_pay_packet_frames(self).least != least) {
     gst_element_post_message(GST_ELEMENT(base), gst_message_new_latency(GST_OBJECT(base)));
   }
@@ -230,32 +309,93 @@ static guint64 rtp_g719_pay_pending_frames(RtpG719Pay* self) {
   return frame_bytes == 0 ? 0 : gst_adapter_available(self->pending) / frame_bytes;
 }
 
-// Sends the first `frames` of the pending ones.
-static GstFlowReturn rtp_g719_pay_send_packet(RtpG719Pay* self, guint64 frames) {
-  auto* base = GST_RTP_BASE_PAYLOAD(self);
-  GstBuffer* packet =
-      gst_rtp_base_payload_allocate_output_buffer(base, g719::PAYLOAD_HEADER_BYTES, 0, 0);
+// How many copies a packet has room for beside `frames` frames of its own.
+static gint rtp_g719_pay_copies(RtpG719Pay* self, guint64 frames) {
+  const guint64 most = rtp_g719_pay_most_frames(self);
+  const gsize room = rtp_g719_pay_room(self);
+  const gint wanted = std::min(g_atomic_int_get(&self->redundancy), self->sent.count);
+  gsize bytes = frames * rtp_g719_pay_frame_bytes(self);
+  gint length_code = self->length_code;
+  for (gint copies = 0; copies < wanted; copies++) {
+    const SentBlock& block = self->sent.block[self->sent.count - 1 - copies];
+    bytes += gst_buffer_get_size(block.frames);
+    if (block.length_code != length_code) bytes += g719::TOC_ENTRY_BYTES;
+    if (bytes > room || frames + copies + 1 > most) return copies;
+    length_code = block.length_code;
+  }
+  return wanted;
+}
+
+// The list of a packet.
+struct PacketList {
+  g719::TocEntry entry[MAX_COPIES + 1];
+  gint count;
+};
+
+static void rtp_g719_pay_add_to_list(PacketList* list, gint length_code, gint blocks) {
+  g719::TocEntry* last = list->count > 0 ? &list->entry[list->count - 1] : nullptr;
+  if (last != nullptr && last->length_code == length_code) {
+    last->blocks += blocks;
+    return;
+  }
+  if (last != nullptr) last->has_follower = true;
+  list->entry[list->count++] = {false, length_code, blocks};
+}
+
+// A new packet with a list and without frames.
+static GstBuffer* rtp_g719_pay_begin_packet(RtpG719Pay* self, const PacketList& list) {
+  GstBuffer* packet = gst_rtp_base_payload_allocate_output_buffer(
+      GST_RTP_BASE_PAYLOAD(self), static_cast<guint>(list.count * g719::TOC_ENTRY_BYTES), 0, 0);
   GstRTPBuffer rtp = GST_RTP_BUFFER_INIT;
   gst_rtp_buffer_map(packet, GST_MAP_WRITE, &rtp);
-  const g719::TocEntry header = {false, self->length_code, static_cast<int>(frames)};
-  g719::write_toc_entry(header, static_cast<guint8*>(gst_rtp_buffer_get_payload(&rtp)));
+  auto* bytes = static_cast<guint8*>(gst_rtp_buffer_get_payload(&rtp));
+  for (gint i = 0; i < list.count; i++, bytes += g719::TOC_ENTRY_BYTES) {
+    g719::write_toc_entry(list.entry[i], bytes);
+  }
   gst_rtp_buffer_set_marker(&rtp, self->is_at_start);
   gst_rtp_buffer_unmap(&rtp);
+  return packet;
+}
 
-  packet = gst_buffer_append(
-      packet,
-      gst_adapter_take_buffer_fast(self->pending, g719::promised_bytes(header, self->channels)));
-  GST_BUFFER_PTS(packet) = self->pts;
-  GST_BUFFER_DURATION(packet) = frames * g719::FRAME_DURATION;
-  // The base class makes RTP timestamps of it. They count samples, whatever the timestamps of a
-  // live source do between two frames.
-  GST_BUFFER_OFFSET(packet) = self->sample;
+// Makes a packet of `copies` copies and the `blocks` blocks in `frames` behind them.
+static GstBuffer* rtp_g719_pay_make_packet(RtpG719Pay* self, gint copies, GstBuffer* frames,
+                                           gint blocks) {
+  const SentBlock* first_copy = &self->sent.block[self->sent.count - copies];
+  PacketList list = {};
+  for (gint i = 0; i < copies; i++) rtp_g719_pay_add_to_list(&list, first_copy[i].length_code, 1);
+  rtp_g719_pay_add_to_list(&list, self->length_code, blocks);
+
+  GstBuffer* packet = rtp_g719_pay_begin_packet(self, list);
+  for (gint i = 0; i < copies; i++) {
+    packet = gst_buffer_append(packet, gst_buffer_ref(first_copy[i].frames));
+  }
+  return gst_buffer_append(packet, gst_buffer_ref(frames));
+}
+
+// Sends the first `frames` of the pending ones, behind copies of those before them.
+static GstFlowReturn rtp_g719_pay_send_packet(RtpG719Pay* self, guint64 frames) {
+  const auto blocks = static_cast<gint>(frames);
+  const gint copies = rtp_g719_pay_copies(self, frames);
+  g_autoptr(GstBuffer) own =
+      gst_adapter_take_buffer_fast(self->pending, frames * rtp_g719_pay_frame_bytes(self));
+  GstBuffer* packet = rtp_g719_pay_make_packet(self, copies, own, blocks);
+  // The packet's time is that of its first frame. The base class makes RTP timestamps of the
+  // offset: they count samples, whatever the timestamps of a live source do between two frames.
+  if (GST_CLOCK_TIME_IS_VALID(self->pts)) {
+    const GstClockTime age = copies * g719::FRAME_DURATION;
+    GST_BUFFER_PTS(packet) = self->pts > age ? self->pts - age : 0;
+    self->pts += frames * g719::FRAME_DURATION;
+  }
+  GST_BUFFER_DURATION(packet) = (copies + frames) * g719::FRAME_DURATION;
+  GST_BUFFER_OFFSET(packet) = self->sample - static_cast<guint64>(copies) * G719_FRAME_SAMPLES;
   if (self->is_at_start) GST_BUFFER_FLAG_SET(packet, GST_BUFFER_FLAG_DISCONT);
 
-  if (GST_CLOCK_TIME_IS_VALID(self->pts)) self->pts += frames * g719::FRAME_DURATION;
   self->sample += frames * G719_FRAME_SAMPLES;
   self->is_at_start = FALSE;
-  return gst_rtp_base_payload_push(base, packet);
+  if (g_atomic_int_get(&self->redundancy) > 0) {
+    remember_sent_blocks(&self->sent, own, self->length_code, blocks);
+  }
+  return gst_rtp_base_payload_push(GST_RTP_BASE_PAYLOAD(self), packet);
 }
 
 // Sends what is pending. Where not `all` of it has to go, too few frames for a packet stay.
@@ -294,7 +434,7 @@ static GstFlowReturn rtp_g719_pay_follow(RtpG719Pay* self, GstBuffer* buffer, gi
   GstFlowReturn flow = GST_FLOW_OK;
   if (is_after_gap || length_code != self->length_code) flow = rtp_g719_pay_send(self, true);
   if (is_off) self->sample += rtp_g719_pay_samples_between(self->pts, pts);
-  if (is_after_gap) self->is_at_start = TRUE;
+  if (is_after_gap) rtp_g719_pay_begin_talkspurt(self);
   if (GST_CLOCK_TIME_IS_VALID(pts) && rtp_g719_pay_pending_frames(self) == 0) self->pts = pts;
   return flow;
 }
@@ -327,6 +467,7 @@ static GstFlowReturn rtp_g719_pay_handle_buffer(GstRTPBasePayload* base, GstBuff
 
   rtp_g719_pay_set_frame_size(self, payload.header.length_code,
                               gst_rtp_base_payload_get_source_count(base, buffer));
+  if (rtp_g719_pay_max_red(self) != self->max_red) rtp_g719_pay_announce(self);
   buffer = gst_buffer_make_writable(buffer);
   gst_buffer_resize(
       buffer, g719::PAYLOAD_HEADER_BYTES,

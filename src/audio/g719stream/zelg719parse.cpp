@@ -111,7 +111,7 @@ static void zel_g719_parse_class_init(ZelG719ParseClass* klass) {
                        g719::MAX_STREAM_CHANNELS, 0,
                        static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS)));
 
-  GST_DEBUG_CATEGORY_INIT(zel_g719_parse_debug, "g719parse", 0, "g719parse");
+  GST_DEBUG_CATEGORY_INIT(zel_g719_parse_debug, "zelg719parse", 0, "zelg719parse");
 }
 
 static GstPadProbeReturn zel_g719_parse_note_time(GstPad*, GstPadProbeInfo* info, gpointer data) {
