@@ -248,7 +248,7 @@ static PacketFrames rtp_g719_pay_packet_frames(RtpG719Pay* self) {
   return frames;
 }
 
-// Whether a receiver takes as many channels. The base class would else announce its number.
+// Whether a receiver takes as many channels. Otherwise the base class announces its number.
 static bool rtp_g719_pay_is_wanted(GstRTPBasePayload* base, gint channels) {
   g_autoptr(GstCaps) wanted = rtp_g719_pay_get_caps(base, nullptr, nullptr);
   g_autoptr(GstCaps) payloads =

@@ -36,13 +36,14 @@ struct _ZelG719StreamDec {
   gboolean has_sounded;  // since start
 
   // Since the sound began anew.
-  gboolean is_new;        // no block was decoded
-  gboolean is_announced;  // downstream has seen that it did
-  GstClockTime due;       // when the next payload begins; none while unknown
-  GstClockTime sounded;   // until when sound was given out; none while unknown
-  guint64 lost;           // frames since the last payload
-  gint skip;              // samples at the start that are not sound
-  gint left;              // samples before the end that a payload announced; -1: none did
+  gboolean is_new;       // no block was decoded, nor counted as lost
+  gboolean has_heard;    // a payload was decoded
+  gboolean has_said_so;  // a buffer with DISCONT went out
+  GstClockTime due;      // when the next payload begins; none while unknown
+  GstClockTime sounded;  // until when sound was given out; none if it was not, or while unknown
+  guint64 lost;          // frames since the last payload
+  gint skip;             // samples at the start that are not sound
+  gint left;             // samples before the end that a payload announced; -1: none did
 };
 
 static constexpr GstClockTime FRAME = g719::FRAME_DURATION;
@@ -111,7 +112,8 @@ static void zel_g719_stream_dec_init(ZelG719StreamDec* self) {
 static void zel_g719_stream_dec_reset(ZelG719StreamDec* self) {
   g719::clear_memory(&self->blocks);
   self->is_new = TRUE;
-  self->is_announced = FALSE;
+  self->has_heard = FALSE;
+  self->has_said_so = FALSE;
   self->due = GST_CLOCK_TIME_NONE;
   self->sounded = GST_CLOCK_TIME_NONE;
   self->lost = 0;
@@ -213,8 +215,8 @@ static GstBuffer* zel_g719_stream_dec_decode(ZelG719StreamDec* self, gint first,
 }
 
 // Goes on by `count` blocks, decoded with `decode(i, samples)`, and gives out what of their sound
-// is new. The base class takes the timestamp from the oldest payload that it holds: the one at
-// hand, null outside of handle_frame, bears it in case it is that one.
+// is new. The base class takes the timestamp from the oldest payload that it holds. The one at
+// hand, null outside of handle_frame, gets it, too, as it may be the oldest.
 template <typename Decode>
 static GstFlowReturn zel_g719_stream_dec_go_on(ZelG719StreamDec* self, GstBuffer* input, gint count,
                                                const Decode& decode) {
@@ -249,18 +251,27 @@ static GstFlowReturn zel_g719_stream_dec_go_on(ZelG719StreamDec* self, GstBuffer
 
 // No block follows the last one: gives out its second half, and begins anew.
 static GstFlowReturn zel_g719_stream_dec_end(ZelG719StreamDec* self, GstBuffer* input) {
+  auto* base = GST_AUDIO_DECODER(self);
   GstFlowReturn flow = GST_FLOW_OK;
-  const bool is_forward = GST_AUDIO_DECODER(self)->input_segment.rate > 0.0;
-  if (!self->is_new && is_forward) {
+  if (self->has_heard && base->input_segment.rate > 0.0) {
     flow = zel_g719_stream_dec_go_on(self, input, 1, [self](gint, gint16* samples) {
       g719::finish_sound(&self->blocks, samples);
     });
   }
   zel_g719_stream_dec_reset(self);
-  return flow;
+  if (flow != GST_FLOW_OK) return flow;
+  // Payloads that the base class still holds would lend their timestamps to the new sound.
+  return gst_audio_decoder_finish_frame(base, nullptr, input != nullptr ? ALL_BUT_THE_LAST : ALL);
 }
 
-// Ends the sound, and says downstream that there is none for the next `frames` frames.
+// Says downstream that there is no sound from `start` to `end`.
+static void zel_g719_stream_dec_say_gap(ZelG719StreamDec* self, GstClockTime start,
+                                        GstClockTime end) {
+  auto* parent_class = GST_AUDIO_DECODER_CLASS(zel_g719_stream_dec_parent_class);
+  parent_class->sink_event(GST_AUDIO_DECODER(self), gst_event_new_gap(start, end - start));
+}
+
+// Ends the sound, and begins it anew behind `frames` frames without any.
 static GstFlowReturn zel_g719_stream_dec_pause(ZelG719StreamDec* self, GstBuffer* input,
                                                guint64 frames) {
   const GstClockTime start = self->due;
@@ -270,50 +281,68 @@ static GstFlowReturn zel_g719_stream_dec_pause(ZelG719StreamDec* self, GstBuffer
   self->due = start + frames * FRAME;
   self->sounded = start;
   self->lost = lost;
-  auto* parent_class = GST_AUDIO_DECODER_CLASS(zel_g719_stream_dec_parent_class);
-  parent_class->sink_event(GST_AUDIO_DECODER(self), gst_event_new_gap(start, frames * FRAME));
+  zel_g719_stream_dec_say_gap(self, start, self->due);
   return GST_FLOW_OK;
+}
+
+// Goes on by frames that are lost before the first payload, whose sound fades in over the last one.
+static void zel_g719_stream_dec_begin_with_gap(ZelG719StreamDec* self, guint64 frames) {
+  const GstClockTime start = zel_g719_stream_dec_next_sound(self);
+  self->is_new = FALSE;
+  if (!GST_CLOCK_TIME_IS_VALID(self->due)) return;
+  self->due += frames * FRAME;
+  const GstClockTime end = zel_g719_stream_dec_next_sound(self);
+  if (end > start) zel_g719_stream_dec_say_gap(self, start, end);
 }
 
 // Fills the time of lost frames.
 static GstFlowReturn zel_g719_stream_dec_conceal(ZelG719StreamDec* self, GstBuffer* input,
                                                  guint64 frames) {
   frames = std::min(frames, MAX_LOST);
+  if (frames == 0) return GST_FLOW_OK;
   GST_DEBUG_OBJECT(self, "%" G_GUINT64_FORMAT " frames are lost", frames);
-  GstFlowReturn flow = GST_FLOW_OK;
-  guint64 concealed = 0;
-  if (gst_audio_decoder_get_plc(GST_AUDIO_DECODER(self))) {
-    concealed = std::min(frames, MAX_CONCEALED - std::min(self->lost, MAX_CONCEALED));
+  const bool is_wanted = gst_audio_decoder_get_plc(GST_AUDIO_DECODER(self));
+  const guint64 left =
+      is_wanted && self->has_heard && self->lost < MAX_CONCEALED ? MAX_CONCEALED - self->lost : 0;
+  const guint64 concealed = std::min(frames, left);
+  self->lost += frames;
+  if (is_wanted && !self->has_heard && !GST_CLOCK_TIME_IS_VALID(self->sounded)) {
+    zel_g719_stream_dec_begin_with_gap(self, frames);
+    return GST_FLOW_OK;
   }
+  GstFlowReturn flow = GST_FLOW_OK;
   if (concealed > 0) {
     flow = zel_g719_stream_dec_go_on(
         self, input, static_cast<gint>(concealed),
         [self](gint, gint16* samples) { g719::conceal_block(&self->blocks, samples); });
   }
-  self->lost += frames;
   if (frames > concealed && flow == GST_FLOW_OK) {
     flow = zel_g719_stream_dec_pause(self, input, frames - concealed);
   }
   return flow;
 }
 
-// Where a sender was silent, or the timestamps tell of another place, nothing was lost.
+// Whether the sound begins anew with the payload at hand: nothing was lost where a sender was
+// silent or the timestamps are those of another place.
 static bool zel_g719_stream_dec_is_elsewhere(ZelG719StreamDec* self, GstBuffer* input,
                                              gint64 jump) {
   const auto* clip = gst_buffer_get_audio_clipping_meta(input);
   const bool has_start = clip != nullptr && clip->format == GST_FORMAT_DEFAULT && clip->start > 0;
   const bool is_behind_end = self->left != NO_END && GST_BUFFER_IS_DISCONT(input);
   const bool is_behind_silence = jump > 0 && GST_BUFFER_FLAG_IS_SET(input, GST_BUFFER_FLAG_RESYNC);
-  // Before the time that is due lies what was announced as lost and comes all the same.
+  // What comes late, from a gap that was filled already, goes on.
   const bool is_before = jump < 0 && static_cast<guint64>(-jump) > self->lost;
   return has_start || is_behind_end || is_behind_silence || is_before || jump > MAX_JUMP;
 }
 
 // Goes on to the payload at hand.
 static GstFlowReturn zel_g719_stream_dec_follow(ZelG719StreamDec* self, GstBuffer* input) {
-  const GstClockTime pts = GST_BUFFER_PTS(input);
+  // Without timestamps payloads follow one another from the start of the segment on.
+  GstClockTime pts = GST_BUFFER_PTS(input);
+  if (!GST_CLOCK_TIME_IS_VALID(pts)) pts = self->due;
+  if (!GST_CLOCK_TIME_IS_VALID(pts)) pts = GST_AUDIO_DECODER(self)->input_segment.start;
   gint64 jump = 0;
-  if (GST_CLOCK_TIME_IS_VALID(pts) && GST_CLOCK_TIME_IS_VALID(self->due)) {
+  if (GST_CLOCK_TIME_IS_VALID(self->due)) {
     jump = zel_g719_stream_dec_frames_between(self->due, pts);
   }
   GstFlowReturn flow = GST_FLOW_OK;
@@ -323,7 +352,7 @@ static GstFlowReturn zel_g719_stream_dec_follow(ZelG719StreamDec* self, GstBuffe
   } else if (jump > 0) {
     flow = zel_g719_stream_dec_conceal(self, input, static_cast<guint64>(jump));
   }
-  if (GST_CLOCK_TIME_IS_VALID(pts)) self->due = pts;
+  self->due = pts;
   return flow;
 }
 
@@ -389,12 +418,13 @@ static guint64 zel_g719_stream_dec_lost_frames(GstBuffer* input, const g719::Pay
 static GstFlowReturn zel_g719_stream_dec_decode_payload(ZelG719StreamDec* self, GstBuffer* input,
                                                         const g719::Payload& payload) {
   zel_g719_stream_dec_read_clipping(self, input, payload.blocks_complete);
-  self->lost = 0;
   const MappedBuffer bytes(input, GST_MAP_READ);
   if (!bytes) {
     GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Could not map the payload."), (nullptr));
     return GST_FLOW_ERROR;
   }
+  self->lost = 0;
+  self->has_heard = TRUE;
   return zel_g719_stream_dec_go_on(
       self, input, payload.blocks_complete, [&](gint i, gint16* samples) {
         g719::decode_block(bytes.data(), payload, i, &self->blocks, samples);
@@ -415,7 +445,7 @@ static GstFlowReturn zel_g719_stream_dec_handle_frame(GstAudioDecoder* base, Gst
                                            zel_g719_stream_dec_lost_frames(input, payload));
   if (flow != GST_FLOW_OK) return flow;
   GST_BUFFER_PTS(input) = zel_g719_stream_dec_next_timestamp(self);
-  return gst_audio_decoder_finish_frame(base, nullptr, ALL_BUT_THE_LAST);
+  return gst_audio_decoder_finish_frame(base, nullptr, self->has_heard ? ALL_BUT_THE_LAST : ALL);
 }
 
 static gboolean zel_g719_stream_dec_set_format(GstAudioDecoder* base, GstCaps* caps) {
@@ -448,7 +478,11 @@ static GstCaps* zel_g719_stream_dec_getcaps(GstAudioDecoder* base, GstCaps* filt
   GstCaps* caps = gst_audio_decoder_proxy_getcaps(base, nullptr, filter);
   GstCaps* refused = gst_caps_new_simple("audio/G719", "channels", GST_TYPE_INT_RANGE,
                                          g719::MAX_SOUND_CHANNELS + 1, MAX_CHANNELS, nullptr);
-  return gst_caps_merge(caps, refused);
+  caps = gst_caps_merge(caps, refused);
+  if (filter == nullptr) return caps;
+  GstCaps* filtered = gst_caps_intersect_full(filter, caps, GST_CAPS_INTERSECT_FIRST);
+  gst_caps_unref(caps);
+  return filtered;
 }
 
 // Whether a new segment gives timestamps another meaning.
@@ -459,7 +493,7 @@ static bool zel_g719_stream_dec_is_other_segment(const GstSegment& old, GstEvent
          segment->start != old.start || segment->base != old.base || segment->offset != old.offset;
 }
 
-// A gap that nothing is said about is one that should not be.
+// A GAP event counts as loss.
 static void zel_g719_stream_dec_take_gap(ZelG719StreamDec* self, GstEvent* event) {
   GstClockTime start = 0;
   GstClockTime duration = 0;
@@ -519,23 +553,22 @@ static gboolean zel_g719_stream_dec_sink_event(GstAudioDecoder* base, GstEvent* 
     gst_event_unref(event);
     return TRUE;
   }
-  const bool is_soundless = self->blocks.channels > 0 && !self->has_sounded;
-  if (GST_EVENT_TYPE(event) == GST_EVENT_EOS && is_soundless) {
+  if (GST_EVENT_TYPE(event) == GST_EVENT_EOS && base->input_segment.rate > 0.0 &&
+      self->blocks.channels > 0 && !self->has_sounded) {
     return zel_g719_stream_dec_end_soundless(base, event);
   }
   return GST_AUDIO_DECODER_CLASS(zel_g719_stream_dec_parent_class)->sink_event(base, event);
 }
 
-// Only where the sound begins anew it does not go on; the base class says so behind every lost
-// packet.
+// Sets DISCONT only where the sound begins anew; the base class does so behind every lost packet.
 static GstFlowReturn zel_g719_stream_dec_pre_push(GstAudioDecoder* base, GstBuffer** sound) {
   auto* self = ZEL_G719_STREAM_DEC(base);
-  if (base->input_segment.rate > 0.0 && self->is_announced) {
+  if (base->input_segment.rate > 0.0 && self->has_said_so) {
     GST_BUFFER_FLAG_UNSET(*sound, GST_BUFFER_FLAG_DISCONT);
   } else {
     GST_BUFFER_FLAG_SET(*sound, GST_BUFFER_FLAG_DISCONT);
   }
-  self->is_announced = TRUE;
+  self->has_said_so = TRUE;
   return GST_FLOW_OK;
 }
 

@@ -142,7 +142,7 @@ static void zel_g719_stream_enc_get_property(GObject* object, guint id, GValue* 
   }
 }
 
-// What comes next is in no connection with what came before.
+// The next samples begin a new stretch of sound.
 static void zel_g719_stream_enc_forget_sound(ZelG719StreamEnc* self) {
   for (g719_encoder*& encoder : self->encoders) {
     g719_encoder_destroy(encoder);
@@ -163,8 +163,8 @@ static void zel_g719_stream_enc_flush(GstAudioEncoder* base) {
   zel_g719_stream_enc_forget_sound(ZEL_G719_STREAM_ENC(base));
 }
 
-// The base class drains when a segment comes, which for a new stream is too late: its start is out
-// already. So the last stream's segment, which those downstream have, comes once more before.
+// The base class drains when a segment comes. With a new stream that is too late, since the
+// stream's start has gone out. So the old segment is sent again first, to drain in time.
 static gboolean zel_g719_stream_enc_sink_event(GstAudioEncoder* base, GstEvent* event) {
   auto* parent_class = GST_AUDIO_ENCODER_CLASS(zel_g719_stream_enc_parent_class);
   if (GST_EVENT_TYPE(event) == GST_EVENT_STREAM_START) {
@@ -240,7 +240,7 @@ static gboolean zel_g719_stream_enc_set_format(GstAudioEncoder* base, GstAudioIn
   gst_audio_encoder_set_drainable(base, TRUE);
   gst_audio_encoder_set_latency(base, g719::FRAME_DURATION, g719::FRAME_DURATION);
   if (zel_g719_stream_enc_match_bitrate(self) != GST_FLOW_OK) return FALSE;
-  // The segment of a stream without a sample would else go out before the caps.
+  // Otherwise the segment of a stream without a sample goes out before the caps.
   gst_audio_encoder_negotiate(base);
   return TRUE;
 }
