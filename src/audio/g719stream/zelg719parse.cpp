@@ -279,6 +279,12 @@ static GstBaseParseFrame zel_g719_parse_next_frame(ZelG719Parse* self,
   return frame;
 }
 
+// How many frames of time the payload takes. One without data stands for frames that are lost.
+static gint zel_g719_parse_frames(const g719::Payload& payload) {
+  const bool is_without_data = payload.header.length_code == g719::NO_DATA_LENGTH_CODE;
+  return is_without_data ? payload.header.blocks : payload.blocks_complete;
+}
+
 static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self,
                                                    const GstBaseParseFrame* held, gsize size,
                                                    const g719::Payload& payload) {
@@ -289,11 +295,11 @@ static GstFlowReturn zel_g719_parse_finish_payload(ZelG719Parse* self,
   if (self->read_without_gap) {
     GST_OBJECT_LOCK(self);
     g719::add_payload(self->map, self->position, static_cast<guint32>(size),
-                      payload.blocks_complete);
+                      zel_g719_parse_frames(payload));
     GST_OBJECT_UNLOCK(self);
   }
   self->position += size;
-  GST_BUFFER_DURATION(frame.buffer) = payload.blocks_complete * g719::FRAME_DURATION;
+  GST_BUFFER_DURATION(frame.buffer) = zel_g719_parse_frames(payload) * g719::FRAME_DURATION;
   const GstFlowReturn flow =
       gst_base_parse_finish_frame(GST_BASE_PARSE(self), &frame, static_cast<gint>(size));
   gst_base_parse_frame_free(&frame);

@@ -55,7 +55,6 @@ static constexpr gint64 MAX_JUMP = GST_SECOND / FRAME;  // frames that may be lo
 static constexpr guint64 MAX_CONCEALED = 16;            // frames; the last is hardly heard
 static constexpr guint64 MAX_LOST = 3600 * GST_SECOND / FRAME;  // frames; more is a wrong number
 static constexpr gint NO_END = -1;
-static constexpr gint MAX_CHANNELS = 6;  // that a payload can have
 
 // Payloads that the base class gives up.
 static constexpr gint ALL = -1;
@@ -528,12 +527,10 @@ static gboolean zel_g719_stream_dec_set_format(GstAudioDecoder* base, GstCaps* c
   return gst_audio_decoder_set_output_format(base, &info);
 }
 
-// More channels are taken as well, so that set_format can say why they are refused.
-static GstCaps* zel_g719_stream_dec_getcaps(GstAudioDecoder* base, GstCaps* filter) {
-  GstCaps* caps = gst_audio_decoder_proxy_getcaps(base, nullptr, filter);
-  GstCaps* refused = gst_caps_new_simple("audio/G719", "channels", GST_TYPE_INT_RANGE,
-                                         g719::MAX_SOUND_CHANNELS + 1, MAX_CHANNELS, nullptr);
-  caps = gst_caps_merge(caps, refused);
+// All payloads, so that set_format can say which are refused. The base class would ask for channels
+// that payloads need not name.
+static GstCaps* zel_g719_stream_dec_getcaps(GstAudioDecoder*, GstCaps* filter) {
+  GstCaps* caps = gst_static_pad_template_get_caps(&sink_template);
   if (filter == nullptr) return caps;
   GstCaps* filtered = gst_caps_intersect_full(filter, caps, GST_CAPS_INTERSECT_FIRST);
   gst_caps_unref(caps);

@@ -116,6 +116,26 @@ FoundPayload go_on(const Held& held, PayloadFinder* finder) {
   return found.skipped_bytes == held.size ? take(held, held.size, finder) : found;
 }
 
+// Whether the bytes may begin with a payload that stands for lost frames: it has no bytes that
+// speak for it.
+bool is_header_without_data(const std::uint8_t* header) {
+  const TocEntry entry = read_toc_entry(header);
+  return entry.length_code == NO_DATA_LENGTH_CODE && !entry.has_follower && entry.blocks > 0;
+}
+
+// In step, it is believed if another one follows, or a payload like the last, or nothing.
+FoundPayload go_on_without_data(const Held& held, PayloadFinder* finder) {
+  const std::uint8_t* next = held.bytes + PAYLOAD_HEADER_BYTES;
+  if (held.at_end && held.size == PAYLOAD_HEADER_BYTES) return take(held, held.size, finder);
+  if (held.size < 2 * PAYLOAD_HEADER_BYTES) {
+    if (!held.at_end) return {0, 0, 2 * PAYLOAD_HEADER_BYTES};
+    return search(held, finder);
+  }
+  const bool is_like_last = finder->last_kind == read_header_kind(next);
+  if (!is_like_last && !is_header_without_data(next)) return search(held, finder);
+  return take(held, PAYLOAD_HEADER_BYTES, finder);
+}
+
 }  // namespace
 
 FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_end,
@@ -124,6 +144,9 @@ FoundPayload find_payload(const std::uint8_t* bytes, std::size_t size, bool at_e
   FoundPayload found = {};
   if (size < PAYLOAD_HEADER_BYTES) {
     (at_end ? found.skipped_bytes : found.wanted_bytes) = at_end ? size : PAYLOAD_HEADER_BYTES;
+  } else if (finder->in_step && finder->last_kind != HeaderKind{} &&
+             is_header_without_data(bytes)) {
+    found = go_on_without_data(held, finder);
   } else {
     found = finder->in_step && is_header(bytes) ? go_on(held, finder) : search(held, finder);
   }
