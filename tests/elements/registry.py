@@ -14,6 +14,11 @@ def say(line):
     print(textwrap.fill(line, 92, subsequent_indent="    ", break_on_hyphens=False))
 
 
+def default(element, name):
+    value = element.get_property(name)
+    return "numbers" if isinstance(value, Gst.Structure) else f"{value:d}"
+
+
 def inspect(name):
     registry = Gst.Registry.get()
     plugin = registry.find_plugin(name)
@@ -29,7 +34,7 @@ def inspect(name):
         authors.add(feature.get_metadata("author"))
         element = feature.create()
         kind = element.__gtype__
-        own = [f"{spec.name} ({spec.nick}, {spec.flags:#x}) {element.get_property(spec.name):d}"
+        own = [f"{spec.name} ({spec.nick}, {spec.flags:#x}) {default(element, spec.name)}"
                for spec in element.list_properties() if spec.owner_type == kind]
         say("  " + ", ".join([f"{kind.name} is a {kind.parent.name}", *own]))
         for pad in sorted(feature.get_static_pad_templates(), key=lambda pad: pad.name_template):

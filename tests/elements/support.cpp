@@ -477,6 +477,20 @@ void send_gap(Element* e, std::istream& words, GstClockTime time) {
   gst_harness_push_event(e->h, gst_event_new_gap(time, ms * GST_MSECOND));
 }
 
+void note_stats(Element* e, std::istream& words) {
+  std::string name;
+  words >> name;
+  g_autoptr(GstStructure) stats = nullptr;
+  g_object_get(e->h->element, name.c_str(), &stats, nullptr);
+  std::string text;
+  for (gint i = 0; i < gst_structure_n_fields(stats); i++) {
+    const gchar* field = gst_structure_nth_field_name(stats, i);
+    g_autofree gchar* value = gst_value_serialize(gst_structure_get_value(stats, field));
+    text += (i > 0 ? ", " : "") + std::string(field) + " " + value;
+  }
+  note(text);
+}
+
 void note_announced(Element* e) {
   note(std::to_string(e->caps_events) + " caps, " + std::to_string(e->tag_events) + " tags");
   e->caps_events = e->tag_events = 0;
@@ -659,6 +673,7 @@ std::string Element::step(const std::string& text) {
          words >> channels;
        }},
       {"latency", [&] { note_latency(this); }},
+      {"stats", [&] { note_stats(this, words); }},
       {"time", [&] { note_time(this, words); }},
       {"announced", [&] { note_announced(this); }},
       {"sdp", [&] { note_sdp(this); }},

@@ -45,6 +45,7 @@ struct Codec {
 //   lose                        depayloader: the next packet does not come
 //   lost MS @T                  the same is known, of that time
 //   channels N                  payloader, depayloader: what is pushed from now on has so many
+//   stats NAME                  the numbers of that property
 //   set BITRATE                 writes the property
 //   property NAME VALUE         writes another one
 //   caps [CAPS]                 stream start, caps, segment; by themselves before the first push

@@ -23,10 +23,15 @@
 #include <gst/rtp/gstrtpbuffer.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "payload/packet.h"
 #include "payload/payload.h"
 #include "rtp_caps.h"
+
+// What the statistics call the faults of packets, in their order.
+static constexpr const gchar* DISCARDED_FOR[] = {
+    nullptr, "list-without-end", "reserved-length-code", "other-size", "too-long", "too-empty"};
 
 // Positions are RTP timestamps that never wrap: samples since some start.
 struct _RtpG719Depay {
@@ -45,8 +50,14 @@ struct _RtpG719Depay {
   gint64 due;           // the end of the frames that were given out
   gint64 announced;     // the end of these and of the gaps behind them
   gint64 horizon;       // the end of the time that packets, lost ones too, were about
+  gint64 fresh;         // how much of the last packet behind another was new
+  gint64 fresh_from;    // what of the present packet is new, and no copy
   gint64 lost_until;    // what is missing before that was lost, and not left out by the sender
   GQueue held;          // payloads that wait, ordered by position: their buffers' offset
+
+  // Since the start, under the object's lock.
+  guint64 discarded[std::size(DISCARDED_FOR)];  // packets, by their fault
+  guint64 copies_used, copies_dropped;          // frame-blocks
 };
 
 static constexpr gint64 FRAME = G719_FRAME_SAMPLES;
@@ -58,7 +69,7 @@ static constexpr gint MAX_MAX_RED = 1000;                   // ms: copies older 
 GST_DEBUG_CATEGORY_STATIC(rtp_g719_depay_debug);
 #define GST_CAT_DEFAULT rtp_g719_depay_debug
 
-enum { PROP_WAIT_FOR_COPIES = 1 };
+enum { PROP_WAIT_FOR_COPIES = 1, PROP_PAYLOAD_STATS };
 
 static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
     "src", GST_PAD_SRC, GST_PAD_ALWAYS,
@@ -114,6 +125,17 @@ static void rtp_g719_depay_class_init(RtpG719DepayClass* klass) {
                           "How long to wait for a copy of a lost frame without max-red, in ns", 0,
                           MAX_WAIT_FOR_COPIES, 0,
                           static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS)));
+  /**
+   * RtpG719Depay:payload-stats:
+   *
+   * Since the start: how many packets were discarded, for each reason, how many frames came as
+   * copies of lost ones (`copies-used`), and how many came again (`copies-dropped`).
+   */
+  g_object_class_install_property(
+      object_class, PROP_PAYLOAD_STATS,
+      g_param_spec_boxed("payload-stats", "Payload statistics",
+                         "Packets discarded, copies used and dropped", GST_TYPE_STRUCTURE,
+                         static_cast<GParamFlags>(G_PARAM_READABLE | G_PARAM_STATIC_STRINGS)));
 
   GST_DEBUG_CATEGORY_INIT(rtp_g719_depay_debug, "rtpg719depay", 0, "rtpg719depay");
 }
@@ -145,9 +167,24 @@ static void rtp_g719_depay_set_property(GObject* object, guint id, const GValue*
   }
 }
 
+static GstStructure* rtp_g719_depay_stats(RtpG719Depay* self) {
+  GST_OBJECT_LOCK(self);
+  GstStructure* stats =
+      gst_structure_new("rtpg719depay-stats", "copies-used", G_TYPE_UINT64, self->copies_used,
+                        "copies-dropped", G_TYPE_UINT64, self->copies_dropped, nullptr);
+  for (gsize fault = 1; fault < std::size(DISCARDED_FOR); fault++) {
+    gst_structure_set(stats, DISCARDED_FOR[fault], G_TYPE_UINT64, self->discarded[fault], nullptr);
+  }
+  GST_OBJECT_UNLOCK(self);
+  return stats;
+}
+
 static void rtp_g719_depay_get_property(GObject* object, guint id, GValue* value,
                                         GParamSpec* spec) {
   switch (id) {
+    case PROP_PAYLOAD_STATS:
+      g_value_take_boxed(value, rtp_g719_depay_stats(RTP_G719_DEPAY(object)));
+      break;
     case PROP_WAIT_FOR_COPIES:
       g_value_set_uint64(value, g_atomic_int_get(&RTP_G719_DEPAY(object)->wait_for_copies));
       break;
@@ -165,6 +202,10 @@ static GstStateChangeReturn rtp_g719_depay_change_state(GstElement* element,
     rtp_g719_depay_reset(self);
     gst_clear_caps(&self->refused);
     g_atomic_int_set(&self->max_red, -1);
+    GST_OBJECT_LOCK(self);
+    std::ranges::fill(self->discarded, 0);
+    self->copies_used = self->copies_dropped = 0;
+    GST_OBJECT_UNLOCK(self);
   }
   return result;
 }
@@ -325,6 +366,12 @@ static void rtp_g719_depay_hold(RtpG719Depay* self, GstRTPBuffer* rtp,
   g_queue_insert_sorted(&self->held, payload, rtp_g719_depay_compare, nullptr);
 }
 
+static void rtp_g719_depay_count_copy(RtpG719Depay* self, bool is_used) {
+  GST_OBJECT_LOCK(self);
+  (is_used ? self->copies_used : self->copies_dropped)++;
+  GST_OBJECT_UNLOCK(self);
+}
+
 // Holds those frames of an entry that did not come before: one payload, or where frames in between
 // have come, several.
 static void rtp_g719_depay_take_entry(RtpG719Depay* self, GstRTPBuffer* rtp,
@@ -332,7 +379,11 @@ static void rtp_g719_depay_take_entry(RtpG719Depay* self, GstRTPBuffer* rtp,
   if (entry.frames_bytes == 0) return;
   gint count = 0;
   for (gint i = 0; i < entry.toc.blocks; i++) {
-    if (!rtp_g719_depay_has_frame(self, self->position + (entry.first_block + i) * FRAME)) {
+    const gint64 position = self->position + (entry.first_block + i) * FRAME;
+    const bool has_frame = rtp_g719_depay_has_frame(self, position);
+    const bool is_copy = position < self->fresh_from - HALF_FRAME;
+    if (is_copy) rtp_g719_depay_count_copy(self, !has_frame);
+    if (!has_frame) {
       count++;
       continue;
     }
@@ -376,15 +427,22 @@ static void rtp_g719_depay_follow(RtpG719Depay* self, GstRTPBuffer* rtp, gint bl
   const guint16 seqnum = gst_rtp_buffer_get_seq(rtp);
   const guint32 timestamp = gst_rtp_buffer_get_timestamp(rtp);
   const gint missing_packets = gst_rtp_buffer_compare_seqnum(self->next_seqnum, seqnum);
+  bool is_behind_loss = false;
   if (!self->is_running) {
     rtp_g719_depay_begin(self, timestamp);
   } else if (rtp_g719_depay_is_of_another_start(self, rtp, missing_packets, blocks)) {
     rtp_g719_depay_begin_anew(self, timestamp);
   } else if (missing_packets > 0) {
-    self->lost_until =
-        std::max(self->lost_until, rtp_g719_depay_unwrap(self, timestamp) + blocks * FRAME);
+    is_behind_loss = true;
   }
   self->position = rtp_g719_depay_unwrap(self, timestamp);
+  const gint64 end = self->position + blocks * FRAME;
+  if (is_behind_loss) {
+    self->lost_until = std::max(self->lost_until, end);
+  } else {
+    self->fresh = end - self->horizon;
+  }
+  self->fresh_from = end - self->fresh;
   self->pts = GST_BUFFER_PTS(rtp->buffer);
   self->ssrc = gst_rtp_buffer_get_ssrc(rtp);
   self->next_seqnum = static_cast<guint16>(seqnum + 1);
@@ -396,6 +454,9 @@ static GstBuffer* rtp_g719_depay_process_rtp_packet(GstRTPBaseDepayload* base, G
   const g719::Packet packet =
       g719::read_packet(bytes, gst_rtp_buffer_get_payload_len(rtp), self->channels);
   if (packet.fault != g719::PacketFault::NONE) {
+    GST_OBJECT_LOCK(self);
+    self->discarded[static_cast<gsize>(packet.fault)]++;
+    GST_OBJECT_UNLOCK(self);
     GST_WARNING_OBJECT(self, "packet %u is discarded: %s", gst_rtp_buffer_get_seq(rtp),
                        g719::describe(packet.fault));
     return nullptr;

@@ -32,6 +32,9 @@ struct _ZelG719StreamDec {
   GstAudioDecoder parent;
   g719::BlockDecoder
       blocks;            // of the present channels; closed before the first caps and after stop
+  guint64 decoded;       // frames since start; this and the next two under the object's lock
+  guint64 concealed;     // frames since start
+  guint64 longest_gap;   // frames lost in a row since start
   gboolean has_warned;   // since start
   gboolean has_sounded;  // since start
 
@@ -68,8 +71,12 @@ static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
 static GstStaticPadTemplate sink_template = GST_STATIC_PAD_TEMPLATE(
     "sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(G719_PAYLOAD_CAPS));
 
+enum { PROP_STATS = 1 };
+
 G_DEFINE_TYPE(ZelG719StreamDec, zel_g719_stream_dec, GST_TYPE_AUDIO_DECODER)
 
+static void zel_g719_stream_dec_get_property(GObject* object, guint id, GValue* value,
+                                             GParamSpec* spec);
 static gboolean zel_g719_stream_dec_start(GstAudioDecoder* base);
 static gboolean zel_g719_stream_dec_stop(GstAudioDecoder* base);
 static gboolean zel_g719_stream_dec_set_format(GstAudioDecoder* base, GstCaps* caps);
@@ -81,6 +88,7 @@ static gboolean zel_g719_stream_dec_transform_meta(GstAudioDecoder* base, GstBuf
                                                    GstMeta* meta, GstBuffer* input);
 
 static void zel_g719_stream_dec_class_init(ZelG719StreamDecClass* klass) {
+  auto* object_class = G_OBJECT_CLASS(klass);
   auto* element_class = GST_ELEMENT_CLASS(klass);
   auto* decoder_class = GST_AUDIO_DECODER_CLASS(klass);
 
@@ -89,6 +97,20 @@ static void zel_g719_stream_dec_class_init(ZelG719StreamDecClass* klass) {
   gst_element_class_set_static_metadata(
       element_class, "G.719 Stream Decoder element", "Codec/Decoder/Audio",
       "Decodes G.719 and conceals what was lost", "Zelkor audio team <audio@zelkor.example>");
+
+  object_class->get_property = zel_g719_stream_dec_get_property;
+
+  /**
+   * ZelG719StreamDec:stats:
+   *
+   * Since the start: `decoded` and `concealed` frames, and the `longest-gap`, in ns. Each frame
+   * counts once, whatever the number of channels.
+   */
+  g_object_class_install_property(
+      object_class, PROP_STATS,
+      g_param_spec_boxed("stats", "Statistics", "Frames decoded and concealed, longest gap",
+                         GST_TYPE_STRUCTURE,
+                         static_cast<GParamFlags>(G_PARAM_READABLE | G_PARAM_STATIC_STRINGS)));
 
   decoder_class->start = GST_DEBUG_FUNCPTR(zel_g719_stream_dec_start);
   decoder_class->stop = GST_DEBUG_FUNCPTR(zel_g719_stream_dec_stop);
@@ -106,6 +128,32 @@ static void zel_g719_stream_dec_init(ZelG719StreamDec* self) {
   auto* base = GST_AUDIO_DECODER(self);
   gst_audio_decoder_set_needs_format(base, TRUE);
   gst_audio_decoder_set_plc(base, TRUE);
+}
+
+static void zel_g719_stream_dec_get_property(GObject* object, guint id, GValue* value,
+                                             GParamSpec* spec) {
+  auto* self = ZEL_G719_STREAM_DEC(object);
+  switch (id) {
+    case PROP_STATS:
+      GST_OBJECT_LOCK(self);
+      g_value_take_boxed(
+          value,
+          gst_structure_new("zelg719streamdec-stats", "decoded", G_TYPE_UINT64, self->decoded,
+                            "concealed", G_TYPE_UINT64, self->concealed, "longest-gap",
+                            G_TYPE_UINT64, self->longest_gap * FRAME, nullptr));
+      GST_OBJECT_UNLOCK(self);
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+  }
+}
+
+static void zel_g719_stream_dec_count(ZelG719StreamDec* self, guint64 decoded, guint64 concealed) {
+  GST_OBJECT_LOCK(self);
+  self->decoded += decoded;
+  self->concealed += concealed;
+  self->longest_gap = std::max(self->longest_gap, self->lost);
+  GST_OBJECT_UNLOCK(self);
 }
 
 // Forgets the sound so far; a timestamp, or the start of the segment, says where it begins.
@@ -127,6 +175,11 @@ static gboolean zel_g719_stream_dec_start(GstAudioDecoder* base) {
   gst_audio_decoder_set_drainable(base, FALSE);
   // For the byte segments of files. It is forgotten with every stop.
   gst_audio_decoder_set_estimate_rate(base, TRUE);
+  GST_OBJECT_LOCK(self);
+  self->decoded = 0;
+  self->concealed = 0;
+  self->longest_gap = 0;
+  GST_OBJECT_UNLOCK(self);
   self->has_warned = FALSE;
   self->has_sounded = FALSE;
   zel_g719_stream_dec_reset(self);
@@ -306,6 +359,7 @@ static GstFlowReturn zel_g719_stream_dec_conceal(ZelG719StreamDec* self, GstBuff
       is_wanted && self->has_heard && self->lost < MAX_CONCEALED ? MAX_CONCEALED - self->lost : 0;
   const guint64 concealed = std::min(frames, left);
   self->lost += frames;
+  zel_g719_stream_dec_count(self, 0, concealed);
   if (is_wanted && !self->has_heard && !GST_CLOCK_TIME_IS_VALID(self->sounded)) {
     zel_g719_stream_dec_begin_with_gap(self, frames);
     return GST_FLOW_OK;
@@ -425,6 +479,7 @@ static GstFlowReturn zel_g719_stream_dec_decode_payload(ZelG719StreamDec* self, 
   }
   self->lost = 0;
   self->has_heard = TRUE;
+  zel_g719_stream_dec_count(self, static_cast<guint64>(payload.blocks_complete), 0);
   return zel_g719_stream_dec_go_on(
       self, input, payload.blocks_complete, [&](gint i, gint16* samples) {
         g719::decode_block(bytes.data(), payload, i, &self->blocks, samples);
