@@ -14,7 +14,7 @@
  * |[
  * gst-launch-1.0 udpsrc port=5004
  *     caps="application/x-rtp,media=audio,clock-rate=48000,encoding-name=G719" !
- *     rtpjitterbuffer do-lost=true ! rtpg719depay ! zelg719dec !
+ *     rtpjitterbuffer do-lost=true ! rtpg719depay ! zelg719streamdec !
  *     audioconvert ! audioresample ! autoaudiosink
  * ]|
  */

@@ -15,7 +15,7 @@
  * |[
  * gst-launch-1.0 udpsrc port=5004
  *     caps="application/x-rtp,media=audio,clock-rate=48000,encoding-name=G719" !
- *     rtpg719gate ! rtpjitterbuffer do-lost=true ! rtpg719depay ! zelg719dec ! audioconvert !
+ *     rtpg719gate ! rtpjitterbuffer do-lost=true ! rtpg719depay ! zelg719streamdec ! audioconvert !
  *     audioresample ! autoaudiosink
  * ]|
  */

@@ -16,7 +16,7 @@
  *
  * ## Example launch line
  * |[
- * gst-launch-1.0 autoaudiosrc ! audioconvert ! audioresample ! zelg719enc ! rtpg719pay !
+ * gst-launch-1.0 autoaudiosrc ! audioconvert ! audioresample ! zelg719streamenc ! rtpg719pay !
  *     udpsink host=127.0.0.1 port=5004
  * ]|
  */

@@ -10,7 +10,7 @@
  *
  * ## Example launch line
  * |[
- * gst-launch-1.0 filesrc location=speech.g719 ! zelg719parse ! zelg719dec !
+ * gst-launch-1.0 filesrc location=speech.g719 ! zelg719parse ! zelg719streamdec !
  *     audioconvert ! audioresample ! autoaudiosink
  * ]|
  * plays a file of payloads.
