@@ -4,8 +4,8 @@
 // In step, a payload begins where the one before ended, if its header names a frame size. A changed
 // header is doubted: if headers like the last one stand inside the payload it promises, and would
 // be believed out of step, it is the damaged one. Otherwise a wrong count byte costs 255 frames. A
-// header without data, which stands for lost frames, is believed behind the first payload if another
-// one follows, or one like the last.
+// header without data, which stands for lost frames, is believed behind the first payload if
+// another one follows, or one like the last.
 //
 // Out of step any two bytes may look like a header: one is believed when another with the same ToC
 // byte and frame count stands where its payload ends, or the stream ends there. A ToC byte other
