@@ -7,6 +7,8 @@
 
 local FRAME_SAMPLES = 960 -- at 48 kHz
 local FRAME_MS = 20
+local BITRATE_STEP = 400 -- bit/s of one byte a frame
+local TIMESTAMPS = 0x100000000 -- they wrap there
 local TOC_ENTRY_BYTES = 2
 local MAX_CHANNELS = 6
 local MAX_BLOCKS = 250 -- 5 s
@@ -124,11 +126,11 @@ local function add_entry(tree, tvb, entry, start)
   item:add(fields.count, range(1, 1))
   if entry.frame_bytes and entry.frame_bytes > 0 then
     add_generated(item, fields.frame_bytes, entry.frame_bytes)
-    add_generated(item, fields.bitrate, entry.frame_bytes * 8 * 1000 / FRAME_MS)
+    add_generated(item, fields.bitrate, entry.frame_bytes * BITRATE_STEP)
   end
   add_generated(item, fields.time, entry.first_block * FRAME_MS)
   if start then
-    add_generated(item, fields.timestamp, (start + entry.first_block * FRAME_SAMPLES) % 2 ^ 32)
+    add_generated(item, fields.timestamp, (start + entry.first_block * FRAME_SAMPLES) % TIMESTAMPS)
   end
   return item
 end
@@ -137,7 +139,7 @@ end
 local function add_copies(item, entry, seen, start, number)
   local copies = 0
   for block = entry.first_block, entry.first_block + entry.blocks - 1 do
-    local timestamp = (start + block * FRAME_SAMPLES) % 2 ^ 32
+    local timestamp = (start + block * FRAME_SAMPLES) % TIMESTAMPS
     seen[timestamp] = seen[timestamp] or number
     if seen[timestamp] < number then
       add_generated(item, fields.copy, seen[timestamp])
