@@ -381,10 +381,11 @@ static bool zel_g719_stream_dec_is_elsewhere(ZelG719StreamDec* self, GstBuffer* 
                                              gint64 jump) {
   const auto* clip = gst_buffer_get_audio_clipping_meta(input);
   const bool has_start = clip != nullptr && clip->format == GST_FORMAT_DEFAULT && clip->start > 0;
-  const bool is_behind_end = self->left != NO_END && GST_BUFFER_IS_DISCONT(input);
+  const bool is_behind_end = self->left != NO_END && (jump > 0 || GST_BUFFER_IS_DISCONT(input));
   const bool is_behind_silence = jump > 0 && GST_BUFFER_FLAG_IS_SET(input, GST_BUFFER_FLAG_RESYNC);
   // What comes late, from a gap that was filled already, goes on.
-  const bool is_before = jump < 0 && static_cast<guint64>(-jump) > self->lost;
+  const bool is_filled = self->has_heard || GST_CLOCK_TIME_IS_VALID(self->sounded);
+  const bool is_before = jump < 0 && (!is_filled || static_cast<guint64>(-jump) > self->lost);
   return has_start || is_behind_end || is_behind_silence || is_before || jump > MAX_JUMP;
 }
 
@@ -553,6 +554,7 @@ static void zel_g719_stream_dec_take_gap(ZelG719StreamDec* self, GstEvent* event
   if (!GST_CLOCK_TIME_IS_VALID(duration)) duration = FRAME;
   const GstClockTime end =
       std::min<GstClockTime>(start, G_MAXINT64) + std::min<GstClockTime>(duration, G_MAXINT64);
+  if (self->left != NO_END) zel_g719_stream_dec_end(self, nullptr);
   if (!GST_CLOCK_TIME_IS_VALID(self->due)) self->due = start;
   const gint64 frames = zel_g719_stream_dec_frames_between(self->due, end);
   if (frames > 0) zel_g719_stream_dec_conceal(self, nullptr, static_cast<guint64>(frames));
